@@ -1,0 +1,43 @@
+#!/bin/sh
+# Fails when libvqsoftcc.so exports anything but its public names, or when it
+# needs a C++ runtime library at load time.
+set -eu
+lib=$1
+expected="Color_LookupTable
+EIA608DefaultPenStyle
+EIA608WindowStyle
+EIA708_G2_UCS2_LookupTable
+ExtendedEIA608_UCS2_LookupTable
+PAC_Row_LookupTable
+PredefinedPenStyles
+PredefinedWindowStyles
+SpecialEIA608_UCS2_LookupTable
+VQSoftCCClose
+VQSoftCCDecode
+VQSoftCCOpen
+VQSoftCCReset
+VQSoftCCSelectFormat
+VQSoftCCSelectService
+delay_alarm_expired_eia708"
+nm=${NM:-nm}
+readelf=${READELF:-readelf}
+actual=$("$nm" -D --defined-only "$lib" | awk '{print $3}' | sort)
+if [ "$actual" != "$expected" ]; then
+    echo "exported symbols differ from the public list:"
+    printf '%s\n' "$expected" > /tmp/vqsoftcc_expected.$$
+    printf '%s\n' "$actual" | diff /tmp/vqsoftcc_expected.$$ - || true
+    rm -f /tmp/vqsoftcc_expected.$$
+    exit 1
+fi
+needed=$("$readelf" -d "$lib" | grep NEEDED || true)
+if printf '%s\n' "$needed" | grep -E 'libstdc\+\+|libgcc_s|libc\+\+' ; then
+    echo "libvqsoftcc needs a C++ runtime library"
+    exit 1
+fi
+for imported in VQMalloc VQFree VQMemset VQNOTIFY_implementation; do
+    if ! "$nm" -D --undefined-only "$lib" | grep -qw "$imported"; then
+        echo "$imported is not imported from the host"
+        exit 1
+    fi
+done
+echo "exports ok"
