@@ -98,4 +98,66 @@ TEST_F(DisplayTest, ScrollUpReleasesTopRow)
     EXPECT_EQ(runs(), "0:0:B ");
 }
 
+TEST_F(DisplayTest, FiftyThirdCharacterIsDroppedButCursorMoves)
+{
+    window().column_count = 60;
+    type(0, 0, std::u16string(53, u'A'));
+    EXPECT_EQ(window().segments->length, 52);
+    EXPECT_EQ(window().cursor_column, 53);
+}
+
+TEST_F(DisplayTest, ExactCoverRemovesOldRunAndJoinLimitHolds)
+{
+    type(0, 3, u"AB");
+    window().pen.fg_color = 2;
+    type(0, 3, u"XY");
+    EXPECT_EQ(runs(), "0:3:XY ");
+    window().column_count = 60;
+    type(1, 0, std::u16string(26, u'a'));
+    type(1, 26, std::u16string(27, u'b'));
+    EXPECT_EQ(window().segments->next->next->length, 27);
+}
+
+TEST_F(DisplayTest, ClosingWithoutWindowDoesNothing)
+{
+    context.current_window = -1;
+    EXPECT_EQ(vqsoftcc_internal_terminate_current_segment(&context), SOFTCC_OK);
+}
+
+TEST_F(DisplayTest, FailedSplitLeavesListAndRunCurrent)
+{
+    type(0, 1, u"ABCDEFG");
+    window().pen.fg_color = 5;
+    window().cursor_column = 3;
+    ASSERT_EQ(vqsoftcc_internal_add_char_to_current_segment(&window(), 'X'), SOFTCC_OK);
+    fake_platform::fail_nth_malloc(1);
+    EXPECT_EQ(vqsoftcc_internal_terminate_current_segment(&context), SOFTCC_ERR_NO_MEMORY);
+    EXPECT_EQ(runs(), "0:1:ABCDEFG ");
+    ASSERT_NE(window().current_segment, nullptr);
+    EXPECT_EQ(vqsoftcc_internal_terminate_current_segment(&context), SOFTCC_OK);
+    EXPECT_EQ(runs(), "0:1:AB 0:3:X 0:4:DEFG ");
+}
+
+TEST_F(DisplayTest, DeleteToEndCarriageReturnAndSidewaysScroll)
+{
+    type(0, 5, u"ABCDEFGH");
+    window().cursor_column = 10;
+    ASSERT_EQ(vqsoftcc_internal_delete_to_end_of_row(&window()), SOFTCC_OK);
+    EXPECT_EQ(runs(), "0:5:ABCDE ");
+    EXPECT_EQ(window().cursor_column, 10);
+    window().style.print_direction = 1;
+    vqsoftcc_internal_carriage_return(&window());
+    EXPECT_EQ(window().cursor_column, 31);
+}
+
+TEST_F(DisplayTest, ScrollLeftToRightReleasesRunOnLastColumn)
+{
+    window().style.scroll_direction = 0;
+    window().style.print_direction = 2;
+    type(0, 31, u"A");
+    type(0, 30, u"B");
+    vqsoftcc_internal_scroll_window(&window());
+    EXPECT_EQ(runs(), "0:31:B ");
+}
+
 } // namespace
