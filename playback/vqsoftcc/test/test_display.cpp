@@ -1,6 +1,8 @@
 // Text runs and cursor editing of the caption display model.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
 #include <string>
 
 #include "fake_platform.h"
@@ -158,6 +160,63 @@ TEST_F(DisplayTest, ScrollLeftToRightReleasesRunOnLastColumn)
     type(0, 30, u"B");
     vqsoftcc_internal_scroll_window(&window());
     EXPECT_EQ(runs(), "0:31:B ");
+}
+
+// Random typing, closing and erasing left to right, compared cell by cell with
+// a grid and checked for sorted, non-overlapping, unjoinable runs.
+TEST_F(DisplayTest, RandomEditsMatchGridModel)
+{
+    std::mt19937 random(12345);
+    uint16_t grid_char[15][32] = {};
+    uint8_t grid_pen[15][32] = {};
+    for (int step = 0; step < 20000; ++step) {
+        int row = (int)(random() % 15), column = (int)(random() % 32);
+        if (random() % 3 != 0) {
+            int count = 1 + (int)(random() % 8);
+            uint8_t pen = (uint8_t)(random() % 2);
+            window().pen.fg_color = pen;
+            window().cursor_row = (int16_t)row;
+            window().cursor_column = (int16_t)column;
+            for (int i = 0; i < count; ++i) {
+                uint16_t ch = (uint16_t)('a' + random() % 26);
+                int at = std::min((int)window().cursor_column, 31);
+                ASSERT_EQ(vqsoftcc_internal_add_char_to_current_segment(&window(), ch), SOFTCC_OK);
+                grid_char[row][at] = ch;
+                grid_pen[row][at] = pen;
+            }
+            ASSERT_EQ(vqsoftcc_internal_terminate_current_segment(&context), SOFTCC_OK);
+        } else {
+            int count = 1 + (int)(random() % 10);
+            window().cursor_row = (int16_t)row;
+            window().cursor_column = (int16_t)column;
+            ASSERT_EQ(vqsoftcc_internal_terminate_current_segment(&context), SOFTCC_OK);
+            ASSERT_EQ(vqsoftcc_internal_erase_at_cursor(&window(), (uint8_t)count), SOFTCC_OK);
+            for (int c = column; c < std::min(32, column + count); ++c)
+                grid_char[row][c] = 0;
+        }
+        uint16_t seen[15][32] = {};
+        TextSegment *previous = nullptr;
+        for (TextSegment *s = window().segments; s != nullptr; s = s->next) {
+            ASSERT_GE(s->length, 1);
+            ASSERT_EQ(s->text, s->chars);
+            if (previous != nullptr) {
+                ASSERT_TRUE(previous->row < s->row ||
+                            (previous->row == s->row && previous->column + previous->length <= s->column));
+                ASSERT_FALSE(previous->row == s->row &&
+                             previous->column + previous->length == s->column &&
+                             previous->pen.fg_color == s->pen.fg_color);
+            }
+            ASSERT_NE(s, window().current_segment);
+            for (int i = 0; i < s->length; ++i) {
+                seen[s->row][s->column + i] = s->text[i];
+                ASSERT_EQ(s->pen.fg_color, grid_pen[s->row][s->column + i]);
+            }
+            previous = s;
+        }
+        for (int r = 0; r < 15; ++r)
+            for (int c = 0; c < 32; ++c)
+                ASSERT_EQ(seen[r][c], grid_char[r][c]) << "step " << step << " at " << r << "," << c;
+    }
 }
 
 } // namespace
