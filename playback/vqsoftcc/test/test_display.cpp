@@ -219,4 +219,19 @@ TEST_F(DisplayTest, RandomEditsMatchGridModel)
     }
 }
 
+TEST_F(DisplayTest, RightAlignedRunsSplitAndJoinKeepingLayout)
+{
+    window().style.print_direction = 1;
+    type(0, 7, u"GFEDCBA");
+    window().pen.fg_color = 5;
+    type(0, 4, u"YX");
+    EXPECT_EQ(runs(), "0:1:AB 0:3:XY 0:5:EFG ");
+    for (TextSegment *s = window().segments; s != nullptr; s = s->next)
+        EXPECT_EQ(s->text, &s->chars[52 - s->length]);
+    window().pen.fg_color = 0;
+    type(0, 4, u"UV");
+    EXPECT_EQ(runs(), "0:1:ABVUEFG ");
+    EXPECT_EQ(window().segments->text, &window().segments->chars[45]);
+}
+
 } // namespace
