@@ -80,3 +80,422 @@ void vqsoftcc_internal_debug_char_buffer(CaptionWindow *window)
 {
     (void)window;
 }
+
+/* ---- Text runs ------------------------------------------------------------ */
+
+namespace {
+
+/* Runs typed leftwards or upwards keep their text at the end of chars so the
+ * buffer grows in the typing direction without moving what is there. */
+bool is_right_aligned(uint32_t print_direction)
+{
+    return print_direction == 1 || print_direction == 3;
+}
+
+/* Contents scrolling sideways (0, 1) make a line a column. */
+bool has_vertical_lines(uint32_t scroll_direction)
+{
+    return scroll_direction == 0 || scroll_direction == 1;
+}
+
+int run_position(const TextSegment *s, bool vertical)
+{
+    return vertical ? s->row : s->column;
+}
+
+int run_line(const TextSegment *s, bool vertical)
+{
+    return vertical ? s->column : s->row;
+}
+
+void move_run_start(TextSegment *s, bool vertical, int position)
+{
+    if (vertical)
+        s->row = (int8_t)position;
+    else
+        s->column = (int8_t)position;
+}
+
+/* Element by element so overlapping moves in either direction are safe. */
+void move_chars(uint16_t *to, const uint16_t *from, int count)
+{
+    if (to < from) {
+        for (int i = 0; i < count; ++i)
+            to[i] = from[i];
+    } else {
+        for (int i = count - 1; i >= 0; --i)
+            to[i] = from[i];
+    }
+}
+
+/* Keeps the first count characters of a run. */
+void keep_run_head(TextSegment *s, int count, bool right)
+{
+    if (right) {
+        uint16_t *to = &s->chars[SOFTCC_SEGMENT_CHARS - count];
+        move_chars(to, s->text, count);
+        s->text = to;
+    }
+    s->length = (uint8_t)count;
+}
+
+/* Drops the first count characters of a run, which then starts later. */
+void drop_run_head(TextSegment *s, int count, bool vertical, bool right)
+{
+    move_run_start(s, vertical, run_position(s, vertical) + count);
+    s->length = (uint8_t)(s->length - count);
+    if (right) {
+        s->text += count;
+    } else {
+        move_chars(s->chars, s->text + count, s->length);
+        s->text = s->chars;
+    }
+}
+
+void link_after(CaptionWindow *window, TextSegment *previous, TextSegment *s, TextSegment *next)
+{
+    s->next = next;
+    if (previous != nullptr)
+        previous->next = s;
+    else
+        window->segments = s;
+}
+
+void unlink_segment(CaptionWindow *window, TextSegment *s)
+{
+    TextSegment **link = &window->segments;
+    while (*link != nullptr && *link != s)
+        link = &(*link)->next;
+    if (*link == s)
+        *link = s->next;
+}
+
+/* The part of E before s becomes a run of its own, placed before E. */
+TextSegment *split_off_head(TextSegment *e, int count, bool vertical, bool right)
+{
+    TextSegment *head = vqsoftcc_internal_new_segment();
+    if (head == nullptr)
+        return nullptr;
+    head->in_use = 1;
+    head->row = e->row;
+    head->column = e->column;
+    head->reserved_a = e->reserved_a;
+    head->pen = e->pen;
+    head->caption_mode = e->caption_mode;
+    head->length = (uint8_t)count;
+    head->text = right ? &head->chars[SOFTCC_SEGMENT_CHARS - count] : head->chars;
+    move_chars(head->text, e->text, count);
+    drop_run_head(e, count, vertical, right);
+    return head;
+}
+
+} // namespace
+
+TextSegment *vqsoftcc_internal_new_segment(void)
+{
+    TextSegment *segment = (TextSegment *)VQMalloc(sizeof(TextSegment));
+    if (segment != nullptr)
+        VQMemset(segment, 0, sizeof(TextSegment));
+    return segment;
+}
+
+SoftCCStatus vqsoftcc_internal_add_char_to_current_segment(CaptionWindow *window, uint16_t ch)
+{
+    if (window->current_segment == nullptr) {
+        window->current_segment = vqsoftcc_internal_new_segment();
+        if (window->current_segment == nullptr)
+            return SOFTCC_ERR_NO_MEMORY;
+    }
+    TextSegment *s = window->current_segment;
+    if ((int)window->row_count <= window->cursor_row)
+        window->cursor_row = (int16_t)(window->row_count - 1);
+    if ((int)window->column_count <= window->cursor_column)
+        window->cursor_column = (int16_t)(window->column_count - 1);
+    if (s->in_use == 0) {
+        s->in_use = 1;
+        s->row = (int8_t)(uint8_t)window->cursor_row;
+        s->column = (int8_t)(uint8_t)window->cursor_column;
+        s->length = 0;
+        s->text = nullptr;
+    }
+    uint32_t direction = window->style.print_direction;
+    bool along_rows = direction == 2 || direction == 3;
+    int p = along_rows ? window->cursor_row : window->cursor_column;
+    int start = along_rows ? s->row : s->column;
+    if (is_right_aligned(direction)) {
+        int end = s->length != 0 ? start + s->length - 1 : start;
+        int i = 51 - (end - p);
+        if (i >= 0 && i <= 51) {
+            s->chars[i] = ch;
+            if (i < SOFTCC_SEGMENT_CHARS - s->length) {
+                s->length = (uint8_t)(SOFTCC_SEGMENT_CHARS - i);
+                move_run_start(s, along_rows, p);
+                s->text = &s->chars[i];
+            }
+        }
+    } else {
+        int i = p - start;
+        if (i >= 0 && i <= 51) {
+            s->chars[i] = ch;
+            s->text = s->chars;
+            if (i >= s->length)
+                s->length = (uint8_t)(i + 1);
+        }
+    }
+    switch (direction) {
+    case 1:
+        if (window->cursor_column > 0)
+            --window->cursor_column;
+        break;
+    case 2:
+        ++window->cursor_row;
+        break;
+    case 3:
+        if (window->cursor_row > 0)
+            --window->cursor_row;
+        break;
+    default:
+        ++window->cursor_column;
+        break;
+    }
+    return SOFTCC_OK;
+}
+
+SoftCCStatus vqsoftcc_internal_terminate_current_segment(SoftCCContext *context)
+{
+    if (context->current_window < 0)
+        return SOFTCC_OK;
+    CaptionWindow *window = &context->windows[context->current_window];
+    TextSegment *s = window->current_segment;
+    vqsoftcc_internal_apply_pen_style(s, &window->pen);
+    if (s == nullptr || s->in_use == 0)
+        return SOFTCC_OK;
+    SoftCCStatus status = vqsoftcc_internal_insert_segment(window, s);
+    if (status != SOFTCC_OK)
+        return status;
+    vqsoftcc_internal_debug_char_buffer(window);
+    window->current_segment = vqsoftcc_internal_new_segment();
+    return window->current_segment != nullptr ? SOFTCC_OK : SOFTCC_ERR_NO_MEMORY;
+}
+
+SoftCCStatus vqsoftcc_internal_insert_segment(CaptionWindow *window, TextSegment *s)
+{
+    if (s == nullptr)
+        return SOFTCC_ERR_NULL_POINTER;
+    bool vertical = has_vertical_lines(window->style.scroll_direction);
+    bool right = is_right_aligned(window->style.print_direction);
+    int line = run_line(s, vertical);
+    int start = run_position(s, vertical);
+    int end = start + s->length;
+
+    TextSegment *previous = nullptr;
+    TextSegment *e = window->segments;
+    while (e != nullptr) {
+        int e_line = run_line(e, vertical);
+        int e_start = run_position(e, vertical);
+        bool before = e_line < line ||
+                      (e_line == line && e_start < start && e_start + e->length <= start);
+        if (!before)
+            break;
+        previous = e;
+        e = e->next;
+    }
+    bool untouched = e == nullptr || run_line(e, vertical) > line ||
+                     end <= run_position(e, vertical);
+    if (!untouched) {
+        /* Runs ending inside s are removed or lose their tail. */
+        while (e != nullptr && run_line(e, vertical) == line &&
+               run_position(e, vertical) + e->length <= end) {
+            TextSegment *next = e->next;
+            int e_start = run_position(e, vertical);
+            if (e_start >= start) {
+                if (previous != nullptr)
+                    previous->next = next;
+                else
+                    window->segments = next;
+                VQFree(e);
+            } else {
+                keep_run_head(e, start - e_start, right);
+                previous = e;
+            }
+            e = next;
+        }
+        if (e != nullptr && run_line(e, vertical) == line) {
+            int e_start = run_position(e, vertical);
+            if (e_start < start) {
+                TextSegment *head = split_off_head(e, start - e_start, vertical, right);
+                if (head == nullptr)
+                    return SOFTCC_ERR_NO_MEMORY;
+                link_after(window, previous, head, e);
+                previous = head;
+                e_start = run_position(e, vertical);
+            }
+            if (e_start < end)
+                drop_run_head(e, end - e_start, vertical, right);
+        }
+    }
+    link_after(window, previous, s, e);
+
+    TextSegment *next = s->next;
+    TextSegment *joined = nullptr;
+    if (previous != nullptr)
+        joined = vqsoftcc_internal_merge_segments(previous, s, window->style.print_direction,
+                                                  window->style.scroll_direction);
+    vqsoftcc_internal_merge_segments(joined != nullptr ? joined : s, next,
+                                     window->style.print_direction,
+                                     window->style.scroll_direction);
+    return SOFTCC_OK;
+}
+
+TextSegment *vqsoftcc_internal_merge_segments(TextSegment *a, TextSegment *b,
+                                              uint32_t print_direction, uint32_t scroll_direction)
+{
+    if (a == nullptr || b == nullptr)
+        return nullptr;
+    bool vertical = has_vertical_lines(scroll_direction);
+    int total = a->length + b->length;
+    if (!vqsoftcc_internal_pen_style_cmp(&a->pen, &b->pen) || a->caption_mode != b->caption_mode ||
+        a->no_merge != 0 || b->no_merge != 0 || total > SOFTCC_SEGMENT_CHARS ||
+        run_line(a, vertical) != run_line(b, vertical) ||
+        run_position(b, vertical) != run_position(a, vertical) + a->length)
+        return nullptr;
+    if (is_right_aligned(print_direction)) {
+        uint16_t *to = &a->chars[SOFTCC_SEGMENT_CHARS - total];
+        move_chars(to, a->text, a->length);
+        a->text = to;
+        move_chars(&a->chars[SOFTCC_SEGMENT_CHARS - b->length], b->text, b->length);
+    } else {
+        move_chars(&a->chars[a->length], b->text, b->length);
+        a->text = a->chars;
+    }
+    a->length = (uint8_t)total;
+    a->next = b->next;
+    VQFree(b);
+    return a;
+}
+
+/* ---- Cursor editing and scrolling ----------------------------------------- */
+
+/* An erase range is an empty run inserted over the text to remove, so the
+ * insertion's cutting and splitting does the erasing; then it goes again. */
+SoftCCStatus vqsoftcc_internal_erase_at_cursor(CaptionWindow *window, uint8_t count)
+{
+    TextSegment *range = window->current_segment;
+    if (range != nullptr && range->length != 0)
+        return SOFTCC_ERR_NO_MEMORY;
+    if (range == nullptr) {
+        range = vqsoftcc_internal_new_segment();
+        window->current_segment = range;
+        if (range == nullptr)
+            return SOFTCC_ERR_NO_MEMORY;
+    }
+    range->in_use = 1;
+    range->row = (int8_t)(uint8_t)window->cursor_row;
+    range->column = (int8_t)(uint8_t)window->cursor_column;
+    range->length = count;
+    range->text = range->chars;
+    range->no_merge = 1;
+    SoftCCStatus status = vqsoftcc_internal_insert_segment(window, range);
+    if (status != SOFTCC_OK)
+        return status;
+    unlink_segment(window, range);
+    VQFree(range);
+    window->current_segment = nullptr;
+    return SOFTCC_OK;
+}
+
+SoftCCStatus vqsoftcc_internal_backspace(CaptionWindow *window)
+{
+    SoftCCStatus status = SOFTCC_OK;
+    int last_row = window->row_count - 1;
+    int last_column = window->column_count - 1;
+    switch (window->style.print_direction) {
+    case 1:
+        if (window->cursor_column == 0 && (status = vqsoftcc_internal_erase_at_cursor(window, 1)))
+            return status;
+        if (window->cursor_column + 1 <= last_column)
+            ++window->cursor_column;
+        else
+            window->cursor_column = (int16_t)last_column;
+        break;
+    case 2:
+        if (window->cursor_row == last_row && (status = vqsoftcc_internal_erase_at_cursor(window, 1)))
+            return status;
+        if (window->cursor_row > 0)
+            --window->cursor_row;
+        else
+            window->cursor_row = 0;
+        break;
+    case 3:
+        if (window->cursor_row == 0 && (status = vqsoftcc_internal_erase_at_cursor(window, 1)))
+            return status;
+        if (window->cursor_row + 1 <= last_row)
+            ++window->cursor_row;
+        else
+            window->cursor_row = (int16_t)last_row;
+        break;
+    default:
+        if (window->cursor_column == last_column &&
+            (status = vqsoftcc_internal_erase_at_cursor(window, 1)))
+            return status;
+        if (window->cursor_column > 0)
+            --window->cursor_column;
+        else
+            window->cursor_column = 0;
+        break;
+    }
+    return vqsoftcc_internal_erase_at_cursor(window, 1);
+}
+
+SoftCCStatus vqsoftcc_internal_delete_to_end_of_row(CaptionWindow *window)
+{
+    uint32_t direction = window->style.print_direction;
+    int count = (direction == 2 || direction == 3) ? window->row_count - window->cursor_row
+                                                   : window->column_count - window->cursor_column;
+    return vqsoftcc_internal_erase_at_cursor(window, (uint8_t)count);
+}
+
+void vqsoftcc_internal_carriage_return(CaptionWindow *window)
+{
+    switch (window->style.print_direction) {
+    case 1:
+        window->cursor_column = (int16_t)(window->column_count - 1);
+        break;
+    case 2:
+        window->cursor_row = 0;
+        break;
+    case 3:
+        window->cursor_row = (int16_t)(window->row_count - 1);
+        break;
+    default:
+        window->cursor_column = 0;
+        break;
+    }
+}
+
+/* Only a run's first position decides whether it has left the window. */
+void vqsoftcc_internal_scroll_window(CaptionWindow *window)
+{
+    if (window->defined == 0)
+        return;
+    vqsoftcc_internal_debug_char_buffer(window);
+    uint32_t direction = window->style.scroll_direction > 3 ? 3 : window->style.scroll_direction;
+    TextSegment **link = &window->segments;
+    while (*link != nullptr) {
+        TextSegment *s = *link;
+        bool gone;
+        if (direction == 0 || direction == 1) {
+            s->column = (int8_t)(s->column + (direction == 0 ? 1 : -1));
+            gone = direction == 0 ? s->column >= window->column_count : s->column < 0;
+        } else {
+            s->row = (int8_t)(s->row + (direction == 2 ? 1 : -1));
+            gone = direction == 2 ? s->row >= window->row_count : s->row < 0;
+        }
+        if (gone) {
+            *link = s->next;
+            VQFree(s);
+        } else {
+            link = &s->next;
+        }
+    }
+}

@@ -108,6 +108,23 @@ void refresh_one(SoftCCContext *context, CaptionWindow *window)
     (void)context->profile.refresh_windows(context->profile.user, window);
 }
 
+/* The host redraws a window it cannot see at the next swap, not now. */
+void refresh_if_visible(SoftCCContext *context, CaptionWindow *window)
+{
+    if (!vqsoftcc_internal_is_visible(window))
+        return;
+    window->next = nullptr;
+    refresh_one(context, window);
+}
+
+/* Hands the host the list first, second; the link lives only for the call. */
+void refresh_both(SoftCCContext *context, CaptionWindow *first, CaptionWindow *second)
+{
+    first->next = second;
+    refresh_one(context, first);
+    first->next = nullptr;
+}
+
 void set_up_window(CaptionWindow *window, uint8_t index)
 {
     window->defined = 1;
@@ -228,8 +245,811 @@ SoftCCStatus vqsoftcc_internal_select_service_eia608(SoftCCContext *context, uin
     return vqsoftcc_internal_reset_eia608(context);
 }
 
-/* Byte input.  Until the pair interpreter lands this checks its arguments and
- * consumes the bytes without acting on them. */
+/* ---- Pair input and control-code interpreter ------------------------------ */
+
+namespace {
+
+constexpr uint32_t kNoService = 0xFFFFFFFFu;
+constexpr uint32_t kXdsService = 15;
+constexpr uint32_t kLinkService = 5;
+constexpr uint32_t kCaptionReportLine = 242;
+constexpr uint32_t kTextReportLine = 252;
+
+constexpr uint32_t kModeRollUp = 1;
+constexpr uint32_t kModePopOn = 2;
+constexpr uint32_t kModePaintOn = 3;
+constexpr uint32_t kModeText = 4;
+
+enum Path : uint8_t { kCaptionPath, kTextPath };
+
+/* Every command the interpreter can run on a control pair. */
+enum Command : uint8_t {
+    kNothing,
+    kResumeCaptionLoading,
+    kBackspace,
+    kDeleteToEndOfRow,
+    kRollUp,
+    kFlashOn,
+    kResumeDirectCaptioning,
+    kTextRestart,
+    kResumeTextDisplay,
+    kEraseDisplayedMemory,
+    kCaptionCarriageReturn,
+    kRollUpCarriageReturn,
+    kEraseNonDisplayedMemory,
+    kEndOfCaption,
+    kPreambleAddress,
+    kMidRow,
+    kTabOffset,
+    kBackground,
+    kBackgroundTransparent,
+};
+
+struct MiscCodeCommands {
+    uint8_t caption; /* Command on the caption path */
+    uint8_t text;    /* Command on the text path */
+};
+
+/* The miscellaneous control codes b2 0x20-0x2F, by path. */
+const MiscCodeCommands kMiscCodeCommands[16] = {
+    {kResumeCaptionLoading, kNothing},          /* 0x20 */
+    {kBackspace, kBackspace},                   /* 0x21 */
+    {kNothing, kNothing},                       /* 0x22 alarm off */
+    {kNothing, kNothing},                       /* 0x23 alarm on */
+    {kDeleteToEndOfRow, kDeleteToEndOfRow},     /* 0x24 */
+    {kRollUp, kNothing},                        /* 0x25 */
+    {kRollUp, kNothing},                        /* 0x26 */
+    {kRollUp, kNothing},                        /* 0x27 */
+    {kFlashOn, kFlashOn},                       /* 0x28 */
+    {kResumeDirectCaptioning, kNothing},        /* 0x29 */
+    {kNothing, kTextRestart},                   /* 0x2A */
+    {kNothing, kResumeTextDisplay},             /* 0x2B */
+    {kEraseDisplayedMemory, kNothing},          /* 0x2C */
+    {kCaptionCarriageReturn, kRollUpCarriageReturn}, /* 0x2D */
+    {kEraseNonDisplayedMemory, kNothing},       /* 0x2E */
+    {kEndOfCaption, kNothing},                  /* 0x2F */
+};
+
+/* Basic-set codes that do not stand for the code point of the same value. */
+struct BasicException {
+    uint8_t code;
+    uint16_t ucs2;
+};
+
+const BasicException kBasicExceptions[] = {
+    {0x2A, 0x00E1}, {0x5C, 0x00E9}, {0x5E, 0x00ED}, {0x5F, 0x00F3}, {0x60, 0x00FA},
+    {0x7B, 0x00E7}, {0x7C, 0x00F7}, {0x7D, 0x00D1}, {0x7E, 0x00F1}, {0x7F, 0x25A0},
+};
+
+bool has_odd_parity(uint8_t byte)
+{
+    uint8_t ones = 0;
+    for (; byte != 0; byte = static_cast<uint8_t>(byte >> 1))
+        ones = static_cast<uint8_t>(ones + (byte & 1u));
+    return (ones & 1u) != 0;
+}
+
+uint8_t channel_bit(uint8_t b1)
+{
+    return (b1 >> 3) & 1u;
+}
+
+bool on_selected_channel(const SoftCCContext *context, uint8_t b1)
+{
+    return channel_bit(b1) == (context->service & 1u);
+}
+
+bool is_misc_code(uint8_t b1, uint8_t b2)
+{
+    uint8_t base = b1 & 0x77;
+    return (base == 0x14 || base == 0x15) && b2 >= 0x20 && b2 <= 0x2F;
+}
+
+bool is_text_mode_start(uint8_t b1, uint8_t b2)
+{
+    return is_misc_code(b1, b2) && (b2 == 0x2A || b2 == 0x2B);
+}
+
+bool is_caption_mode_start(uint8_t b1, uint8_t b2)
+{
+    return is_misc_code(b1, b2) &&
+           (b2 == 0x20 || (b2 >= 0x25 && b2 <= 0x27) || b2 == 0x29 || b2 == 0x2F);
+}
+
+bool in_range(uint8_t value, uint8_t low, uint8_t high)
+{
+    return value >= low && value <= high;
+}
+
+bool is_basic_pair(uint8_t b1, uint8_t b2)
+{
+    if (in_range(b1, 0x20, 0x7F))
+        return b2 == 0x00 || in_range(b2, 0x20, 0x7F);
+    return b1 == 0x00 && in_range(b2, 0x20, 0x7F);
+}
+
+bool is_extended_pair(uint8_t b1, uint8_t b2)
+{
+    uint8_t base = b1 & 0xF7;
+    return (base == 0x12 || base == 0x13) && in_range(b2, 0x20, 0x3F);
+}
+
+bool is_special_pair(uint8_t b1, uint8_t b2)
+{
+    return (b1 & 0xF7) == 0x11 && in_range(b2, 0x30, 0x3F);
+}
+
+bool is_character_pair(uint8_t b1, uint8_t b2)
+{
+    return is_basic_pair(b1, b2) || is_extended_pair(b1, b2) || is_special_pair(b1, b2);
+}
+
+uint16_t basic_character(uint8_t code)
+{
+    for (const BasicException &exception : kBasicExceptions) {
+        if (exception.code == code)
+            return exception.ucs2;
+    }
+    return code;
+}
+
+uint16_t extended_character(uint8_t b1, uint8_t b2)
+{
+    uint32_t half = ((b1 & 0xF7) == 0x13) ? 32u : 0u;
+    return ExtendedEIA608_UCS2_LookupTable[half + (b2 - 0x20u)];
+}
+
+uint32_t color_of(uint8_t b2)
+{
+    return Color_LookupTable[(b2 >> 1) & 7u];
+}
+
+void set_attribute_bit(PenStyle &pen, uint8_t bit, bool on)
+{
+    pen.attributes = static_cast<uint8_t>(on ? (pen.attributes | bit) : (pen.attributes & ~bit));
+}
+
+/* ---- Putting characters on screen ----------------------------------------- */
+
+/* Closes the run at once: every 608 character becomes a run of its own,
+ * tagged with the mode it was written in, and the display model joins it. */
+SoftCCStatus tag_and_close(SoftCCContext *context, CaptionWindow *window)
+{
+    window->current_segment->caption_mode = static_cast<uint16_t>(state_of(context).segment_mode);
+    return vqsoftcc_internal_terminate_current_segment(context);
+}
+
+SoftCCStatus emit_character(SoftCCContext *context, CaptionWindow *window, uint16_t ch)
+{
+    SoftCCStatus status = vqsoftcc_internal_add_char_to_current_segment(window, ch);
+    if (status != SOFTCC_OK)
+        return status;
+    return tag_and_close(context, window);
+}
+
+SoftCCStatus emit_basic_pair(SoftCCContext *context, CaptionWindow *window, uint8_t b1, uint8_t b2)
+{
+    if (b1 == 0x00)
+        return emit_character(context, window, basic_character(b2));
+    SoftCCStatus status = emit_character(context, window, basic_character(b1));
+    if (status != SOFTCC_OK || b2 == 0x00) /* a second byte of 0 is padding */
+        return status;
+    return emit_character(context, window, basic_character(b2));
+}
+
+/* The stream sends a basic-set stand-in first; the extended code replaces it. */
+SoftCCStatus emit_extended(SoftCCContext *context, CaptionWindow *window, uint8_t b1, uint8_t b2)
+{
+    SoftCCStatus status = vqsoftcc_internal_backspace(window);
+    if (status != SOFTCC_OK)
+        return status;
+    return emit_character(context, window, extended_character(b1, b2));
+}
+
+SoftCCStatus emit_pair_characters(SoftCCContext *context, CaptionWindow *window, uint8_t b1,
+                                  uint8_t b2)
+{
+    if (is_basic_pair(b1, b2))
+        return emit_basic_pair(context, window, b1, b2);
+    if (is_extended_pair(b1, b2))
+        return emit_extended(context, window, b1, b2);
+    return emit_character(context, window, SpecialEIA608_UCS2_LookupTable[b2 - 0x30u]);
+}
+
+/* Pop-on text goes into the hidden memory and reaches the host at the swap. */
+SoftCCStatus put_character_pair(SoftCCContext *context)
+{
+    CaptionWindow *window = vqsoftcc_internal_current_window(context);
+    if (window == nullptr)
+        return SOFTCC_OK;
+    const Eia608State &state = state_of(context);
+    SoftCCStatus status = emit_pair_characters(context, window, state.first_byte, state.second_byte);
+    if (status != SOFTCC_OK)
+        return status;
+    refresh_if_visible(context, window);
+    return SOFTCC_OK;
+}
+
+/* ---- Caption modes and memories ------------------------------------------- */
+
+void retag_leaving_roll_up(Eia608State &state, CaptionWindow *displayed)
+{
+    displayed->row_count = 15;
+    uint32_t shift = state.rollup_base_row + 1u - state.rollup_depth;
+    for (TextSegment *s = displayed->segments; s != nullptr; s = s->next) {
+        if (s->caption_mode != kModeRollUp)
+            continue;
+        s->row = static_cast<int8_t>(static_cast<uint32_t>(s->row) + shift);
+        s->caption_mode = kModePaintOn;
+    }
+}
+
+/* Roll-up text becomes paint-on text at its screen rows in a full window. */
+void leave_roll_up(SoftCCContext *context)
+{
+    Eia608State &state = state_of(context);
+    if (state.caption_mode == kModeRollUp)
+        retag_leaving_roll_up(state, displayed_window(context));
+}
+
+void set_caption_window(SoftCCContext *context, const CaptionWindow *window)
+{
+    state_of(context).caption_window = window->id;
+    context->current_window = window->id;
+}
+
+/* Pop-on and paint-on start alike; roll-up text stays on screen as paint-on text. */
+void start_pop_on_or_paint_on(SoftCCContext *context, uint32_t mode, const CaptionWindow *window)
+{
+    leave_roll_up(context);
+    Eia608State &state = state_of(context);
+    state.caption_mode = mode;
+    state.segment_mode = mode;
+    set_caption_window(context, window);
+}
+
+void resume_caption_loading(SoftCCContext *context)
+{
+    start_pop_on_or_paint_on(context, kModePopOn, non_displayed_window(context));
+    refresh_both(context, displayed_window(context), non_displayed_window(context));
+}
+
+void resume_direct_captioning(SoftCCContext *context)
+{
+    start_pop_on_or_paint_on(context, kModePaintOn, displayed_window(context));
+}
+
+void remove_other_than_roll_up(CaptionWindow *window)
+{
+    TextSegment **link = &window->segments;
+    while (*link != nullptr) {
+        TextSegment *segment = *link;
+        if (segment->caption_mode == kModeRollUp) {
+            link = &segment->next;
+            continue;
+        }
+        *link = segment->next;
+        VQFree(segment);
+    }
+}
+
+bool holds_roll_up_text(const CaptionWindow *window)
+{
+    for (const TextSegment *s = window->segments; s != nullptr; s = s->next) {
+        if (s->caption_mode == kModeRollUp)
+            return true;
+    }
+    return false;
+}
+
+void shift_rows(CaptionWindow *window, uint32_t by, bool roll_up_only)
+{
+    for (TextSegment *s = window->segments; s != nullptr; s = s->next) {
+        if (!roll_up_only || s->caption_mode == kModeRollUp)
+            s->row = static_cast<int8_t>(static_cast<uint32_t>(s->row) + by);
+    }
+}
+
+uint8_t roll_up_row_count(uint32_t depth, uint32_t base_row)
+{
+    return static_cast<uint8_t>(depth + 14u - base_row);
+}
+
+/* Text of every other mode leaves both memories; roll-up text turns window-relative. */
+void enter_roll_up(SoftCCContext *context, CaptionWindow *displayed)
+{
+    Eia608State &state = state_of(context);
+    remove_other_than_roll_up(&context->windows[0]);
+    remove_other_than_roll_up(&context->windows[1]);
+    displayed->next = nullptr;
+    refresh_one(context, displayed);
+    shift_rows(displayed, state.rollup_depth - 1u - state.rollup_base_row, true);
+    displayed->row_count = roll_up_row_count(state.rollup_depth, state.rollup_base_row);
+    state.caption_mode = kModeRollUp;
+    state.segment_mode = kModeRollUp;
+    displayed->cursor_column = 0;
+}
+
+/* A new depth keeps the base row: the oldest rows go, or empty rows appear on top. */
+void change_roll_up_depth(Eia608State &state, CaptionWindow *displayed, uint32_t depth)
+{
+    int32_t change = static_cast<int32_t>(depth) - static_cast<int32_t>(state.rollup_depth);
+    state.rollup_depth = depth;
+    uint8_t rows = roll_up_row_count(depth, state.rollup_base_row);
+    for (int32_t i = change; i < 0; ++i)
+        vqsoftcc_internal_scroll_window(displayed);
+    if (change > 0)
+        shift_rows(displayed, static_cast<uint32_t>(change), false);
+    displayed->row_count = rows;
+}
+
+void roll_up(SoftCCContext *context, uint8_t b2)
+{
+    Eia608State &state = state_of(context);
+    CaptionWindow *displayed = displayed_window(context);
+    uint32_t depth = b2 - 0x23u;
+    set_caption_window(context, displayed);
+    if (state.caption_mode != kModeRollUp)
+        enter_roll_up(context, displayed);
+    displayed->cursor_row = static_cast<int16_t>(depth - 1u);
+    if (!holds_roll_up_text(displayed)) {
+        displayed->row_count = static_cast<uint8_t>(depth);
+        state.rollup_depth = depth;
+        state.rollup_base_row = 14;
+        return;
+    }
+    if (depth != state.rollup_depth)
+        change_roll_up_depth(state, displayed, depth);
+}
+
+/* In pop-on mode writing goes on in the memory now hidden; otherwise in the one shown. */
+void end_of_caption(SoftCCContext *context)
+{
+    CaptionWindow *displayed = displayed_window(context);
+    CaptionWindow *hidden = non_displayed_window(context);
+    displayed->flags = static_cast<uint8_t>(displayed->flags & ~SOFTCC_WINDOW_VISIBLE);
+    hidden->flags = static_cast<uint8_t>(hidden->flags | SOFTCC_WINDOW_VISIBLE);
+    int32_t next = (context->current_window == displayed->id) ? hidden->id : displayed->id;
+    context->current_window = next;
+    state_of(context).caption_window = next;
+    refresh_both(context, displayed, hidden);
+}
+
+void erase_displayed_memory(SoftCCContext *context)
+{
+    CaptionWindow *displayed = displayed_window(context);
+    vqsoftcc_internal_clear_window(displayed);
+    displayed->next = nullptr;
+    displayed->style.fill_opacity = 3;
+    refresh_one(context, displayed);
+}
+
+void erase_non_displayed_memory(SoftCCContext *context)
+{
+    CaptionWindow *hidden = non_displayed_window(context);
+    hidden->style.fill_opacity = 3;
+    vqsoftcc_internal_clear_window(hidden);
+}
+
+/* Captions scroll on every return; text moves down a row and scrolls from the last. */
+void roll_up_carriage_return(SoftCCContext *context)
+{
+    CaptionWindow *window = vqsoftcc_internal_current_window(context);
+    if (window == nullptr)
+        return;
+    const Eia608State &state = state_of(context);
+    vqsoftcc_internal_carriage_return(window);
+    bool on_last_row = window->cursor_row == window->row_count - 1;
+    if (!state.caption_active && (!state.text_active || !on_last_row)) {
+        ++window->cursor_row;
+        return;
+    }
+    vqsoftcc_internal_scroll_window(window);
+    if (!vqsoftcc_internal_is_visible(window))
+        return;
+    window->next = nullptr;
+    (void)context->profile.scroll_windows(context->profile.user, window);
+}
+
+void caption_carriage_return(SoftCCContext *context)
+{
+    if (state_of(context).caption_mode == kModeRollUp)
+        roll_up_carriage_return(context);
+}
+
+/* Text mode shows an opaque box over the whole caption area. */
+void resume_text_display(SoftCCContext *context)
+{
+    CaptionWindow *displayed = displayed_window(context);
+    Eia608State &state = state_of(context);
+    displayed->row_count = 15;
+    displayed->column_count = 32;
+    displayed->style.fill_color = 0;
+    displayed->style.fill_opacity = 0;
+    state.segment_mode = kModeText;
+    state.text_window = displayed->id;
+    context->current_window = displayed->id;
+    refresh_one(context, displayed);
+}
+
+void text_restart(SoftCCContext *context)
+{
+    CaptionWindow *displayed = displayed_window(context);
+    Eia608State &state = state_of(context);
+    vqsoftcc_internal_clear_window(displayed);
+    displayed->cursor_row = 0;
+    displayed->cursor_column = 0;
+    state.in_angle_link = 0;
+    state.in_square_link = 0;
+    resume_text_display(context);
+}
+
+/* ---- Commands on the current window --------------------------------------- */
+
+/* Backspace and Delete to End of Row show their result at once. */
+SoftCCStatus refresh_after(SoftCCContext *context, CaptionWindow *window, SoftCCStatus status)
+{
+    if (status == SOFTCC_OK)
+        refresh_if_visible(context, window);
+    return status;
+}
+
+SoftCCStatus add_space_and_close(SoftCCContext *context, CaptionWindow *window, bool alone)
+{
+    SoftCCStatus status = vqsoftcc_internal_add_char_to_current_segment(window, 0x20);
+    if (status != SOFTCC_OK)
+        return status;
+    if (alone)
+        window->current_segment->no_merge = 1;
+    return tag_and_close(context, window);
+}
+
+/* The flashing space must stay a run of its own. */
+SoftCCStatus flash_on(SoftCCContext *context, CaptionWindow *window)
+{
+    window->pen.fg_opacity = 1;
+    return add_space_and_close(context, window, true);
+}
+
+/* A roll-up PAC moves the whole roll-up area, text included, to the named base row. */
+void move_roll_up_base_row(Eia608State &state, CaptionWindow *window, uint32_t row)
+{
+    if (row == state.rollup_base_row)
+        return;
+    window->row_count = roll_up_row_count(state.rollup_depth, row);
+    state.rollup_base_row = row;
+}
+
+void preamble_address(SoftCCContext *context, CaptionWindow *window, uint8_t b1, uint8_t b2)
+{
+    Eia608State &state = state_of(context);
+    int32_t row = PAC_Row_LookupTable[((b1 & 7u) << 1) | ((b2 >> 5) & 1u)];
+    uint8_t kind = b2 & 0xDF;
+    uint32_t color = (kind <= 0x4D) ? color_of(b2) : 0x2A;
+    bool italics = kind == 0x4E || kind == 0x4F;
+    int16_t indent = (kind >= 0x50) ? static_cast<int16_t>(4 * ((b2 >> 1) & 7u)) : 0;
+
+    set_attribute_bit(window->pen, SOFTCC_PEN_UNDERLINE, (b2 & 1u) != 0);
+    set_attribute_bit(window->pen, SOFTCC_PEN_ITALICS, italics);
+    window->pen.fg_color = static_cast<uint8_t>(color);
+    window->pen.fg_opacity = 0; /* ends a flash */
+    if (!state.text_active) {
+        if (state.caption_mode == kModeRollUp)
+            move_roll_up_base_row(state, window, static_cast<uint32_t>(row));
+        else
+            window->cursor_row = static_cast<int16_t>(row);
+    }
+    window->cursor_column = indent;
+}
+
+/* The space before the new attributes keeps the old colour and italics, never underline. */
+SoftCCStatus mid_row(SoftCCContext *context, CaptionWindow *window, uint8_t b2)
+{
+    bool italics = b2 >= 0x2E;
+    PenStyle pen = window->pen;
+    uint8_t color = italics ? window->pen.fg_color : static_cast<uint8_t>(color_of(b2));
+    set_attribute_bit(window->pen, SOFTCC_PEN_UNDERLINE, false);
+    SoftCCStatus status = add_space_and_close(context, window, false);
+    if (status != SOFTCC_OK)
+        return status;
+    pen.fg_color = color;
+    set_attribute_bit(pen, SOFTCC_PEN_ITALICS, italics);
+    set_attribute_bit(pen, SOFTCC_PEN_UNDERLINE, (b2 & 1u) != 0);
+    pen.fg_opacity = 0;
+    window->pen = pen;
+    return SOFTCC_OK;
+}
+
+void tab_offset(CaptionWindow *window, uint8_t b2)
+{
+    int32_t column = window->cursor_column + (b2 & 0x0F);
+    window->cursor_column = static_cast<int16_t>(column < 31 ? column : 31);
+}
+
+/* The stream puts a standard space before a background code; it is replaced. */
+SoftCCStatus background(SoftCCContext *context, CaptionWindow *window, uint8_t color,
+                        uint32_t opacity)
+{
+    SoftCCStatus status = vqsoftcc_internal_backspace(window);
+    if (status != SOFTCC_OK)
+        return status;
+    window->pen.bg_color = color;
+    window->pen.bg_opacity = opacity;
+    return add_space_and_close(context, window, false);
+}
+
+SoftCCStatus background_attribute(SoftCCContext *context, CaptionWindow *window, uint8_t b2)
+{
+    uint32_t opacity = (b2 & 1u) ? 2u : 0u;
+    return background(context, window, static_cast<uint8_t>(color_of(b2)), opacity);
+}
+
+/* ---- Dispatch --------------------------------------------------------------- */
+
+Command command_of(uint8_t b1, uint8_t b2, Path path)
+{
+    if (is_misc_code(b1, b2)) {
+        const MiscCodeCommands &entry = kMiscCodeCommands[b2 - 0x20];
+        return static_cast<Command>(path == kCaptionPath ? entry.caption : entry.text);
+    }
+    bool control = in_range(b1, 0x10, 0x1F);
+    uint8_t base = b1 & 0xF7;
+    if (control && in_range(b2, 0x40, 0x7F) && !((b1 & 0x77) == 0x10 && b2 >= 0x60))
+        return kPreambleAddress;
+    if (base == 0x11 && in_range(b2, 0x20, 0x2F))
+        return kMidRow;
+    if (base == 0x17 && in_range(b2, 0x21, 0x23))
+        return kTabOffset;
+    if (base == 0x10 && in_range(b2, 0x20, 0x2F))
+        return kBackground;
+    if (base == 0x17 && b2 == 0x2D)
+        return kBackgroundTransparent;
+    return kNothing;
+}
+
+/* Commands on the memories, which need no current window. */
+void run_mode_command(SoftCCContext *context, Command command, uint8_t b2)
+{
+    switch (command) {
+    case kResumeCaptionLoading: resume_caption_loading(context); break;
+    case kResumeDirectCaptioning: resume_direct_captioning(context); break;
+    case kRollUp: roll_up(context, b2); break;
+    case kEndOfCaption: end_of_caption(context); break;
+    case kEraseDisplayedMemory: erase_displayed_memory(context); break;
+    case kEraseNonDisplayedMemory: erase_non_displayed_memory(context); break;
+    case kCaptionCarriageReturn: caption_carriage_return(context); break;
+    case kRollUpCarriageReturn: roll_up_carriage_return(context); break;
+    case kTextRestart: text_restart(context); break;
+    case kResumeTextDisplay: resume_text_display(context); break;
+    default: break;
+    }
+}
+
+/* Commands on the current window; without one they succeed doing nothing. */
+SoftCCStatus run_window_command(SoftCCContext *context, Command command, uint8_t b1, uint8_t b2)
+{
+    CaptionWindow *window = vqsoftcc_internal_current_window(context);
+    if (window == nullptr)
+        return SOFTCC_OK;
+    switch (command) {
+    case kBackspace:
+        return refresh_after(context, window, vqsoftcc_internal_backspace(window));
+    case kDeleteToEndOfRow:
+        return refresh_after(context, window, vqsoftcc_internal_delete_to_end_of_row(window));
+    case kFlashOn: return flash_on(context, window);
+    case kPreambleAddress: preamble_address(context, window, b1, b2); return SOFTCC_OK;
+    case kMidRow: return mid_row(context, window, b2);
+    case kTabOffset: tab_offset(window, b2); return SOFTCC_OK;
+    case kBackground: return background_attribute(context, window, b2);
+    case kBackgroundTransparent: return background(context, window, 0x22, 3);
+    default: return SOFTCC_OK;
+    }
+}
+
+bool needs_window(Command command)
+{
+    return command == kBackspace || command == kDeleteToEndOfRow || command == kFlashOn ||
+           command >= kPreambleAddress;
+}
+
+SoftCCStatus run_command(SoftCCContext *context, Command command, uint8_t b1, uint8_t b2)
+{
+    if (needs_window(command))
+        return run_window_command(context, command, b1, b2);
+    run_mode_command(context, command, b2);
+    return SOFTCC_OK;
+}
+
+void report_failure(Path path, SoftCCStatus status)
+{
+    if (path == kCaptionPath)
+        vqsoftcc_internal_report(SOFTCC_EIA608_SOURCE, status, kCaptionReportLine,
+                                 "Could not process captioning code\n");
+    else
+        vqsoftcc_internal_report(SOFTCC_EIA608_SOURCE, status, kTextReportLine,
+                                 "Could not process text code\n");
+}
+
+/* A control code sent twice in a row is acted on once; a third copy counts again. */
+void handle_control_pair(SoftCCContext *context, Path path, uint8_t b1, uint8_t b2)
+{
+    Eia608State &state = state_of(context);
+    uint16_t code = static_cast<uint16_t>((b1 << 8) | b2);
+    if (code == 0 || code == state.last_control_code) {
+        state.last_control_code = 0;
+        return;
+    }
+    SoftCCStatus status = run_command(context, command_of(b1, b2, path), b1, b2);
+    state.last_control_code = code;
+    if (status != SOFTCC_OK)
+        report_failure(path, status);
+}
+
+void handle_pair(SoftCCContext *context, Path path)
+{
+    Eia608State &state = state_of(context);
+    uint8_t b1 = state.first_byte;
+    uint8_t b2 = state.second_byte;
+    if (is_character_pair(b1, b2)) {
+        (void)put_character_pair(context);
+        state.last_control_code = 0;
+        return;
+    }
+    handle_control_pair(context, path, b1, b2);
+}
+
+/* ---- Channel, mode and XDS tracking -------------------------------------- */
+
+void start_mode(SoftCCContext *context, uint8_t b1, uint8_t &mode_flag, uint8_t &other_flag)
+{
+    Eia608State &state = state_of(context);
+    state.xds_active = 0;
+    other_flag = 0;
+    mode_flag = on_selected_channel(context, b1) && context->service != kXdsService;
+}
+
+void enter_xds_data(SoftCCContext *context)
+{
+    context->current_window = state_of(context).xds_window;
+}
+
+/* Follows the mode-start codes of either channel; answers whether the pair is XDS data. */
+bool track_modes(SoftCCContext *context)
+{
+    Eia608State &state = state_of(context);
+    uint8_t b1 = state.first_byte;
+    uint8_t b2 = state.second_byte;
+    if (in_range(b1, 0x01, 0x0F)) {
+        state.xds_active = (context->service >> 1) & 1u;
+        if (state.xds_active)
+            enter_xds_data(context);
+        return state.xds_active != 0;
+    }
+    if (is_text_mode_start(b1, b2)) {
+        start_mode(context, b1, state.text_active, state.caption_active);
+        return false;
+    }
+    if (is_caption_mode_start(b1, b2)) {
+        start_mode(context, b1, state.caption_active, state.text_active);
+        return false;
+    }
+    if (!state.xds_active)
+        return false;
+    if (in_range(b1, 0x10, 0x1F)) {
+        state.xds_active = 0;
+        return false;
+    }
+    enter_xds_data(context);
+    return true;
+}
+
+void select_window(SoftCCContext *context)
+{
+    const Eia608State &state = state_of(context);
+    if (state.text_active)
+        context->current_window = state.text_window;
+    else if (state.caption_active)
+        context->current_window = state.caption_window;
+}
+
+/* ---- Paths by service ------------------------------------------------------- */
+
+bool is_selected_erase(const SoftCCContext *context, uint8_t b1, uint8_t b2)
+{
+    return is_misc_code(b1, b2) && (b2 == 0x2C || b2 == 0x2E) && on_selected_channel(context, b1);
+}
+
+/* Without a caption mode only the erase codes of the followed channel get through. */
+void caption_path(SoftCCContext *context)
+{
+    const Eia608State &state = state_of(context);
+    if (!state.caption_active && !is_selected_erase(context, state.first_byte, state.second_byte))
+        return;
+    handle_pair(context, kCaptionPath);
+}
+
+/* Updates the link flags for one byte; answers whether it belongs to a link. */
+bool byte_in_link(Eia608State &state, uint8_t byte)
+{
+    switch (byte) {
+    case '<': state.in_angle_link = 1; return true;
+    case '>': state.in_angle_link = 0; return true;
+    case '[': state.in_square_link = 1; return true;
+    case ']': state.in_square_link = 0; return true;
+    default: return state.in_angle_link != 0 || state.in_square_link != 0;
+    }
+}
+
+void forward_link(SoftCCContext *context, const uint8_t *bytes, uint32_t count)
+{
+    (void)context->profile.forward_link_data(context->profile.user, bytes, count);
+}
+
+/* Link text of the second text service goes to the host, not the screen.
+ * Answers whether anything of the pair is left to process. */
+bool filter_link_bytes(SoftCCContext *context)
+{
+    Eia608State &state = state_of(context);
+    uint8_t b1 = state.first_byte;
+    uint8_t b2 = state.second_byte;
+    bool first = (b1 == 0x00 || in_range(b1, 0x20, 0x7E)) && byte_in_link(state, b1);
+    bool second = in_range(b2, 0x20, 0x7E) && byte_in_link(state, b2);
+    if (first && second) {
+        forward_link(context, &state.first_byte, 2);
+        return false;
+    }
+    if (second) {
+        forward_link(context, &state.second_byte, 1);
+        state.second_byte = 0;
+    } else if (first) {
+        forward_link(context, &state.first_byte, 1);
+        state.first_byte = 0;
+    }
+    return true;
+}
+
+void text_path(SoftCCContext *context)
+{
+    if (!state_of(context).text_active)
+        return;
+    if (context->service == kLinkService && !filter_link_bytes(context))
+        return;
+    handle_pair(context, kTextPath);
+}
+
+void forward_xds(SoftCCContext *context)
+{
+    (void)context->profile.forward_xds_data(context->profile.user, &state_of(context).first_byte,
+                                            2);
+}
+
+void process_pair(SoftCCContext *context)
+{
+    Eia608State &state = state_of(context);
+    if (!has_odd_parity(state.first_byte) || !has_odd_parity(state.second_byte)) {
+        display_reset(context);
+        return;
+    }
+    if (context->service == kNoService)
+        return;
+    state.first_byte &= 0x7F;
+    state.second_byte &= 0x7F;
+    bool xds_data = track_modes(context);
+    if (!xds_data)
+        select_window(context);
+
+    uint32_t service = context->service;
+    if (service < 4)
+        caption_path(context);
+    else if (service < 8)
+        text_path(context);
+    else if (service == kXdsService && xds_data)
+        forward_xds(context);
+}
+
+} // namespace
+
+/* Byte input: pairs may be split across calls; failures are reported, never returned. */
 SoftCCStatus vqsoftcc_internal_decode_eia608(SoftCCContext *context, const uint8_t *data,
                                              uint32_t length)
 {
@@ -239,5 +1059,16 @@ SoftCCStatus vqsoftcc_internal_decode_eia608(SoftCCContext *context, const uint8
         return SOFTCC_OK;
     if (data == nullptr)
         return SOFTCC_ERR_NULL_POINTER;
+    Eia608State &state = state_of(context);
+    for (uint32_t i = 0; i < length; ++i) {
+        if (!state.have_first_byte) {
+            state.first_byte = data[i];
+            state.have_first_byte = 1;
+            continue;
+        }
+        state.second_byte = data[i];
+        state.have_first_byte = 0;
+        process_pair(context);
+    }
     return SOFTCC_OK;
 }

@@ -34,7 +34,7 @@ if printf '%s\n' "$needed" | grep -E 'libstdc\+\+|libgcc_s|libc\+\+' ; then
     echo "libvqsoftcc needs a C++ runtime library"
     exit 1
 fi
-for imported in VQMalloc VQFree VQMemset VQNOTIFY_implementation; do
+for imported in VQMalloc VQFree VQMemset VQMemcpy VQNOTIFY_implementation; do
     if ! "$nm" -D --undefined-only "$lib" | grep -qw "$imported"; then
         echo "$imported is not imported from the host"
         exit 1
