@@ -1,0 +1,361 @@
+#include "outputs.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace softcc {
+
+std::string timestamp(double seconds, char fraction_separator)
+{
+    long long ms = std::llround(seconds * 1000);
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%02lld:%02lld:%02lld%c%03lld", ms / 3600000, ms / 60000 % 60, ms / 1000 % 60,
+                  fraction_separator, ms % 1000);
+    return buf;
+}
+
+namespace {
+
+bool blank(const std::u16string &text)
+{
+    return std::all_of(text.begin(), text.end(), [](char16_t c) { return c == u' ' || c == 0xA0; });
+}
+
+// ---- json ------------------------------------------------------------------
+
+std::string json_string(const std::string &s)
+{
+    std::string out = "\"";
+    for (unsigned char c : s) {
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += (char)c;
+        } else if (c < 0x20) {
+            char buf[8];
+            std::snprintf(buf, sizeof buf, "\\u%04x", c);
+            out += buf;
+        } else {
+            out += (char)c;
+        }
+    }
+    return out + "\"";
+}
+
+std::string json_pen(const PenStyle &p)
+{
+    char buf[320];
+    std::snprintf(buf, sizeof buf,
+                  "{\"pen_size\":%u,\"font_style\":%u,\"fg_color\":%u,\"fg_opacity\":%u,\"bg_color\":%u,"
+                  "\"bg_opacity\":%u,\"edge_type\":%u,\"edge_color\":%u,\"attributes\":%u,\"pen_offset\":%u}",
+                  p.pen_size, p.font_style, p.fg_color, p.fg_opacity, p.bg_color, p.bg_opacity, p.edge_type,
+                  p.edge_color, p.attributes, p.pen_offset);
+    return buf;
+}
+
+std::string json_segment(const SegmentCopy &s)
+{
+    char buf[96];
+    std::snprintf(buf, sizeof buf, "{\"row\":%d,\"column\":%d,\"caption_mode\":%d,\"text\":", s.row, s.column,
+                  s.caption_mode);
+    return buf + json_string(utf8(s.text)) + ",\"pen\":" + json_pen(s.pen) + "}";
+}
+
+std::string json_window(const WindowCopy &w)
+{
+    const CaptionWindow &r = w.record;
+    const WindowStyle &st = r.style;
+    char buf[768];
+    std::snprintf(buf, sizeof buf,
+                  "{\"id\":%u,\"priority\":%u,\"flags\":%u,\"visible\":%s,\"anchor_point\":%u,"
+                  "\"anchor_vertical\":%u,\"anchor_horizontal\":%u,\"row_count\":%u,\"column_count\":%u,"
+                  "\"style\":{\"justify\":%u,\"print_direction\":%u,\"scroll_direction\":%u,\"word_wrap\":%u,"
+                  "\"display_effect\":%u,\"effect_direction\":%u,\"effect_speed\":%u,\"fill_color\":%u,"
+                  "\"fill_opacity\":%u,\"border_type\":%u,\"border_color\":%u},\"defined\":%u,\"cursor_row\":%d,"
+                  "\"cursor_column\":%d,\"text_tag\":%u,\"pen\":",
+                  r.id, r.priority, r.flags, (r.flags & SOFTCC_WINDOW_VISIBLE) ? "true" : "false", r.anchor_point,
+                  r.anchor_vertical, r.anchor_horizontal, r.row_count, r.column_count, st.justify,
+                  st.print_direction, st.scroll_direction, st.word_wrap, st.display_effect, st.effect_direction,
+                  st.effect_speed, st.fill_color, st.fill_opacity, st.border_type, st.border_color, r.defined,
+                  r.cursor_row, r.cursor_column, r.text_tag);
+    std::string out = buf + json_pen(r.pen) + ",\"segments\":[";
+    for (size_t i = 0; i < w.segments.size(); i++)
+        out += (i ? "," : "") + json_segment(w.segments[i]);
+    out += "],\"current_segment\":";
+    out += w.has_current ? json_segment(w.current) : "null";
+    return out + "}";
+}
+
+class JsonSink : public Sink {
+public:
+    explicit JsonSink(FILE *out) : out_(out) {}
+    void event(const Event &e) override
+    {
+        std::string line = "{\"time\":" + number(e.time) + ",\"callback\":" + json_string(e.callback);
+        if (e.callback == "set_delay_alarm")
+            line += ",\"milliseconds\":" + std::to_string(e.milliseconds);
+        if (e.callback.rfind("forward_", 0) == 0) {
+            line += ",\"data\":[";
+            for (size_t i = 0; i < e.data.size(); i++)
+                line += (i ? "," : "") + std::to_string(e.data[i]);
+            line += "]";
+        }
+        if (e.callback.find("_windows") != std::string::npos) {
+            line += ",\"windows\":[";
+            for (size_t i = 0; i < e.windows.size(); i++)
+                line += (i ? "," : "") + json_window(e.windows[i]);
+            line += "]";
+        }
+        std::fprintf(out_, "%s}\n", line.c_str());
+    }
+    void report(const Report &r) override
+    {
+        std::fprintf(out_, "{\"time\":%s,\"report\":{\"status\":%u,\"path\":%s,\"line\":%u,\"message\":%s}}\n",
+                     number(r.time).c_str(), r.status, json_string(r.path).c_str(), r.line,
+                     json_string(r.message).c_str());
+    }
+
+private:
+    static std::string number(double t)
+    {
+        char buf[32];
+        std::snprintf(buf, sizeof buf, "%.3f", t);
+        return buf;
+    }
+    FILE *out_;
+};
+
+// ---- screen ----------------------------------------------------------------
+
+const char *ansi_colour(uint8_t rgb)
+{
+    // Nearest of the eight basic terminal colours, by the high bit of each component.
+    static const char *codes[8] = {"30", "34", "32", "36", "31", "35", "33", "37"};
+    int index = ((rgb >> 5) & 1) << 2 | ((rgb >> 3) & 1) << 1 | ((rgb >> 1) & 1);
+    return codes[index];
+}
+
+class ScreenSink : public Sink {
+public:
+    ScreenSink(FILE *out, bool ansi, int columns) : out_(out), ansi_(ansi), columns_(columns) {}
+    void picture(double time, const std::vector<Line> &lines) override
+    {
+        std::fprintf(out_, "%s\n", timestamp(time, '.').c_str());
+        std::string rule = "   +" + std::string((size_t)columns_, '-') + "+\n";
+        std::fputs(rule.c_str(), out_);
+        for (int row = 0; row < 15; row++) {
+            bool any = std::any_of(lines.begin(), lines.end(), [row](const Line &l) { return l.screen_row == row; });
+            if (!any)
+                continue;
+            std::fprintf(out_, "%2d |", row);
+            draw_row(row, lines);
+            std::fputs("|\n", out_);
+        }
+        std::fputs(rule.c_str(), out_);
+    }
+
+private:
+    void draw_row(int row, const std::vector<Line> &lines)
+    {
+        struct Cell {
+            char16_t c = u' ';
+            const PenStyle *pen = nullptr;
+        };
+        std::vector<Cell> cells((size_t)columns_);
+        for (const Line &l : lines) {
+            if (l.screen_row != row)
+                continue;
+            for (const SegmentCopy &r : l.runs) {
+                int column = l.screen_column + r.column - l.runs.front().column;
+                for (size_t i = 0; i < r.text.size(); i++) {
+                    int c = column + (int)i;
+                    if (c >= 0 && c < columns_)
+                        cells[(size_t)c] = Cell{r.text[i], &r.pen};
+                }
+            }
+        }
+        std::string out;
+        const PenStyle *current = nullptr;
+        for (const Cell &cell : cells) {
+            if (ansi_ && cell.pen != current) {
+                out += "\x1b[0m";
+                if (cell.pen) {
+                    out += std::string("\x1b[") + ansi_colour(cell.pen->fg_color) + "m";
+                    if (cell.pen->attributes & SOFTCC_PEN_ITALICS) out += "\x1b[3m";
+                    if (cell.pen->attributes & SOFTCC_PEN_UNDERLINE) out += "\x1b[4m";
+                }
+                current = cell.pen;
+            }
+            out += utf8(std::u16string(1, cell.c));
+        }
+        if (ansi_)
+            out += "\x1b[0m";
+        std::fputs(out.c_str(), out_);
+    }
+
+    FILE *out_;
+    bool ansi_;
+    int columns_;
+};
+
+// ---- vtt and srt -----------------------------------------------------------
+
+const char *colour_class(uint8_t rgb)
+{
+    switch (rgb) {
+    case 0x3F: return nullptr;  // white: the default, no class
+    case 0x30: return "red";
+    case 0x0C: return "green";
+    case 0x03: return "blue";
+    case 0x0F: return "cyan";
+    case 0x33: return "magenta";
+    case 0x3C: return "yellow";
+    case 0x00: return "black";
+    default: return nullptr;
+    }
+}
+
+std::string escape_cue(const std::string &s)
+{
+    std::string out;
+    for (char c : s) {
+        if (c == '&') out += "&amp;";
+        else if (c == '<') out += "&lt;";
+        else if (c == '>') out += "&gt;";
+        else out += c;
+    }
+    return out;
+}
+
+std::string cue_text(const Cue &cue, bool colours)
+{
+    std::string out;
+    int base = cue.runs.empty() ? 0 : cue.runs.front().column;
+    int at = 0;
+    for (size_t k = 0; k < cue.runs.size(); k++) {
+        const SegmentCopy &r = cue.runs[k];
+        std::u16string text = r.text;
+        if (r.column - base > at)
+            out += std::string((size_t)(r.column - base - at), ' ');
+        at = std::max(at, r.column - base) + (int)text.size();
+        // Leading spaces of the line and trailing spaces of the last run carry no caption text.
+        std::string body = escape_cue(utf8(text));
+        if (k + 1 == cue.runs.size())
+            body.erase(body.find_last_not_of(' ') + 1);
+        const char *cls = colours ? colour_class(r.pen.fg_color) : nullptr;
+        std::string open, close;
+        if (cls) { open += std::string("<c.") + cls + ">"; close = "</c>" + close; }
+        if (r.pen.attributes & SOFTCC_PEN_ITALICS) { open += "<i>"; close = "</i>" + close; }
+        if (r.pen.attributes & SOFTCC_PEN_UNDERLINE) { open += "<u>"; close = "</u>" + close; }
+        out += body.empty() ? body : open + body + close;
+    }
+    size_t first = out.find_first_not_of(' ');
+    return first == std::string::npos ? std::string() : out.substr(first);
+}
+
+class CueSink : public Sink {
+public:
+    CueSink(FILE *out, bool vtt, int columns) : out_(out), vtt_(vtt), columns_(columns) {}
+    void picture(double time, const std::vector<Line> &lines) override { builder_.picture(time, lines); }
+    void finish(double end_time) override
+    {
+        std::vector<Cue> cues = builder_.finish(end_time);
+        if (vtt_) {
+            std::fputs("WEBVTT\n\nSTYLE\n", out_);
+            const char *names[] = {"red", "green", "blue", "cyan", "magenta", "yellow", "black"};
+            const char *rgb[] = {"#ff0000", "#00ff00", "#0000ff", "#00ffff", "#ff00ff", "#ffff00", "#000000"};
+            for (int i = 0; i < 7; i++)
+                std::fprintf(out_, "::cue(.%s) { color: %s; }\n", names[i], rgb[i]);
+            std::fputs("\n", out_);
+        }
+        int number = 0;
+        for (const Cue &c : cues) {
+            std::string text = cue_text(c, vtt_);
+            if (text.empty())
+                continue;
+            number++;
+            if (vtt_) {
+                int line = (int)std::lround(c.screen_row * 100.0 / 15 + 100.0 / 30);
+                int position = (int)std::lround(c.screen_column * 100.0 / columns_);
+                std::fprintf(out_, "%s --> %s line:%d%% position:%d%% align:start\n%s\n\n",
+                             timestamp(c.start, '.').c_str(), timestamp(c.end, '.').c_str(), line,
+                             std::clamp(position, 0, 100), text.c_str());
+            } else {
+                std::fprintf(out_, "%d\n%s --> %s\n%s\n\n", number, timestamp(c.start, ',').c_str(),
+                             timestamp(c.end, ',').c_str(), text.c_str());
+            }
+        }
+    }
+
+private:
+    FILE *out_;
+    bool vtt_;
+    int columns_;
+    CueBuilder builder_;
+};
+
+}  // namespace
+
+void CueBuilder::picture(double time, const std::vector<Line> &lines)
+{
+    std::vector<bool> kept(open_.size(), false);
+    std::vector<Open> next;
+    for (const Line &l : lines) {
+        std::u16string text = l.text();
+        if (blank(text))
+            continue;
+        // Same text in the same window continues its cue (a roll-up scroll moves it);
+        // else a line on the same row that the new text extends (still being typed).
+        int match = -1;
+        for (size_t i = 0; i < open_.size() && match < 0; i++)
+            if (!kept[i] && open_[i].window == l.window && open_[i].text == text)
+                match = (int)i;
+        for (size_t i = 0; i < open_.size() && match < 0; i++)
+            if (!kept[i] && open_[i].window == l.window && open_[i].window_row == l.window_row &&
+                text.compare(0, open_[i].text.size(), open_[i].text) == 0)
+                match = (int)i;
+        Open o;
+        if (match >= 0) {
+            kept[(size_t)match] = true;
+            o = open_[(size_t)match];
+        } else {
+            o.cue.start = time;
+        }
+        o.window = l.window;
+        o.window_row = l.window_row;
+        o.text = text;
+        o.cue.screen_row = l.screen_row;
+        o.cue.screen_column = l.screen_column;
+        o.cue.runs = l.runs;
+        next.push_back(o);
+    }
+    for (size_t i = 0; i < open_.size(); i++) {
+        if (kept[i])
+            continue;
+        open_[i].cue.end = time;
+        if (open_[i].cue.end > open_[i].cue.start)
+            done_.push_back(open_[i].cue);
+    }
+    open_ = next;
+}
+
+std::vector<Cue> CueBuilder::finish(double end_time)
+{
+    picture(end_time, {});
+    std::stable_sort(done_.begin(), done_.end(), [](const Cue &a, const Cue &b) {
+        return a.start < b.start || (a.start == b.start && a.screen_row < b.screen_row);
+    });
+    return done_;
+}
+
+std::unique_ptr<Sink> make_sink(const std::string &format, FILE *out, bool ansi, int grid_columns)
+{
+    if (format == "json")
+        return std::make_unique<JsonSink>(out);
+    if (format == "screen")
+        return std::make_unique<ScreenSink>(out, ansi, grid_columns);
+    if (format == "vtt" || format == "srt")
+        return std::make_unique<CueSink>(out, format == "vtt", grid_columns);
+    return nullptr;
+}
+
+}  // namespace softcc

@@ -1,0 +1,170 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "readers.h"
+
+using namespace softcc;
+
+namespace {
+
+std::vector<uint8_t> pair_at(const Stream &s, size_t i) { return s.chunks.at(i).bytes; }
+
+std::string slurp(const std::string &path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+}  // namespace
+
+TEST(Timecode, DropFrameSkipsTwoFramesPerMinuteExceptTenth)
+{
+    EXPECT_EQ(timecode_frames(0, 0, 59, 29, 30, true), 1799);
+    EXPECT_EQ(timecode_frames(0, 1, 0, 2, 30, true), 1800);
+    EXPECT_EQ(timecode_frames(0, 10, 0, 0, 30, true), 17982);
+    EXPECT_EQ(timecode_frames(1, 0, 0, 0, 30, true), 107892);
+    EXPECT_EQ(timecode_frames(0, 1, 0, 0, 30, false), 1800);
+}
+
+TEST(Scc, PairsGoOutOnePerFrameWithNullsBetweenLines)
+{
+    Stream s;
+    std::string error;
+    ASSERT_TRUE(read_scc("Scenarist_SCC V1.0\r\n\r\n00:00:00:02\t9420 9420\r\n\r\n00:00:00;05 c1c2\r\n", s, error));
+    ASSERT_EQ(s.chunks.size(), 6u);
+    EXPECT_EQ(pair_at(s, 0), (std::vector<uint8_t>{0x80, 0x80}));
+    EXPECT_EQ(pair_at(s, 2), (std::vector<uint8_t>{0x94, 0x20}));
+    EXPECT_EQ(pair_at(s, 4), (std::vector<uint8_t>{0x80, 0x80}));
+    EXPECT_EQ(pair_at(s, 5), (std::vector<uint8_t>{0xC1, 0xC2}));
+    EXPECT_NEAR(s.chunks[5].time, 5 * 1001.0 / 30000.0, 1e-9);
+    EXPECT_TRUE(s.has_608);
+    EXPECT_TRUE(s.warnings.empty());
+}
+
+TEST(Scc, OverlongLinePushesNextLineLaterNotBack)
+{
+    Stream s;
+    std::string error;
+    ASSERT_TRUE(read_scc("Scenarist_SCC V1.0\n00:00:00:00 9420 9420 9420\n00:00:00:01 c1c1\n", s, error));
+    ASSERT_EQ(s.chunks.size(), 4u);
+    EXPECT_NEAR(s.chunks[3].time, 3 * 1001.0 / 30000.0, 1e-9);
+}
+
+TEST(Scc, DamageWarnsWithLineAndDecodingContinues)
+{
+    Stream s;
+    std::string error;
+    ASSERT_TRUE(read_scc("Scenarist_SCC V1.0\n\n00:00:00:00 94zz c1c1\n00:00:00:45 c1c1\nrubbish\n00:01:00;00 9420\n"
+                         "00:00:10:00 9420\n", s, error));
+    ASSERT_EQ(s.warnings.size(), 4u);
+    EXPECT_EQ(s.warnings[0].line, 3);
+    EXPECT_NE(s.warnings[0].message.find("94zz"), std::string::npos);
+    EXPECT_EQ(s.warnings[1].line, 4);
+    EXPECT_EQ(s.warnings[2].line, 5);
+    EXPECT_EQ(s.warnings[3].line, 6);  // frame 0 of minute 1 does not exist in drop-frame
+    EXPECT_EQ(s.chunks.back().bytes, (std::vector<uint8_t>{0x94, 0x20}));
+}
+
+TEST(Scc, RejectsFileWithoutHeader)
+{
+    Stream s;
+    std::string error;
+    EXPECT_FALSE(read_scc("00:00:00:00 9420\n", s, error));
+    EXPECT_FALSE(error.empty());
+}
+
+TEST(Mcc, ExtractsFieldPairsAndDtvccPacketsFromCdp)
+{
+    // CDP: 96 69 len rate flags seq seq, 72 E4 + 4 triplets, footer 74 seq seq sum.
+    std::vector<uint8_t> cdp = {0x96, 0x69, 0, 0x4F, 0x43, 0x00, 0x01, 0x72, 0xE4,
+                                0xFC, 0x94, 0x20,  // field 1
+                                0xFD, 0x15, 0x2C,  // field 2
+                                0xFF, 0x02, 0x21,  // DTVCC start: size code 2 -> 4 bytes
+                                0xFE, 0x8C, 0x01,  // continues: packet complete
+                                0x74, 0x00, 0x01, 0x00};
+    cdp[2] = (uint8_t)cdp.size();
+    unsigned sum = 0;
+    for (size_t i = 0; i + 1 < cdp.size(); i++) sum += cdp[i];
+    cdp.back() = (uint8_t)(256 - (sum & 0xFF));
+    char buf[4];
+    // T <count> S <rest of the CDP> <ANC checksum>
+    std::string hex = "T";
+    std::snprintf(buf, sizeof buf, "%02X", (unsigned)cdp.size());
+    hex += buf;
+    hex += "S";
+    for (size_t i = 2; i < cdp.size(); i++) {
+        std::snprintf(buf, sizeof buf, "%02X", cdp[i]);
+        hex += buf;
+    }
+    hex += "00";
+    Stream s;
+    std::string error;
+    ASSERT_TRUE(read_mcc("File Format=MacCaption_MCC V2.0\n\nTime Code Rate=30DF\n\n00:00:01;00\t" + hex + "\n", s,
+                         error))
+        << error;
+    EXPECT_TRUE(s.warnings.empty()) << s.warnings[0].message;
+    ASSERT_EQ(s.chunks.size(), 3u);
+    EXPECT_EQ(s.chunks[0].channel, Channel::Field1);
+    EXPECT_EQ(s.chunks[1].channel, Channel::Field2);
+    EXPECT_EQ(s.chunks[2].channel, Channel::Dtvcc);
+    EXPECT_EQ(s.chunks[2].bytes, (std::vector<uint8_t>{0x02, 0x21, 0x8C, 0x01}));
+    EXPECT_NEAR(s.chunks[0].time, 30 * 1001.0 / 30000.0, 1e-9);
+}
+
+TEST(Mcc, ShortPacketIsCompletedWithZerosAndInvalidTripletsCarryNothing)
+{
+    // Two CDPs with a broken checksum and a wrong length on purpose: both warn,
+    // yet the packets still come out.
+    std::string first = "T0FS0F4F4300017282FF0421FA0000";  // start, size 8; then an invalid triplet
+    std::string second = "T0FS0F4F4300027282FF0221FE8C01";
+    Stream s;
+    std::string error;
+    ASSERT_TRUE(read_mcc("File Format=MacCaption_MCC V1.0\nTime Code Rate=24\n00:00:00:00\t" + first +
+                             "00\n00:00:00:01\t" + second + "00\n",
+                         s, error));
+    ASSERT_EQ(s.chunks.size(), 2u);
+    EXPECT_EQ(s.chunks[0].bytes, (std::vector<uint8_t>{0x04, 0x21, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(s.chunks[1].bytes, (std::vector<uint8_t>{0x02, 0x21, 0x8C, 0x01}));
+    EXPECT_NEAR(s.chunks[1].time, 1.0 / 24, 1e-9);
+    bool cut_short = false;
+    for (const Warning &w : s.warnings) cut_short |= w.message.find("cut short") != std::string::npos;
+    EXPECT_TRUE(cut_short);
+}
+
+TEST(Mcc, LetterSubstitutionsAndMalformedHex)
+{
+    Stream s;
+    std::string error;
+    ASSERT_TRUE(read_mcc("File Format=MacCaption_MCC V1.0\nTime Code Rate=30\n00:00:00:00\tT0Xq\n", s, error));
+    ASSERT_EQ(s.warnings.size(), 1u);
+    EXPECT_EQ(s.warnings[0].line, 3);
+    EXPECT_FALSE(read_mcc("Scenarist_SCC V1.0\n", s, error));
+}
+
+TEST(Raw, Dtvcc708SplitsPacketsBySizeCode)
+{
+    Stream s;
+    read_raw_708({0x02, 0x21, 0x8C, 0x01, 0x41, 0x21}, s);
+    ASSERT_EQ(s.chunks.size(), 2u);
+    EXPECT_EQ(s.chunks[1].bytes.size(), 2u);
+}
+
+TEST(Samples, BigBuckBunnyHasEighteenShortPacketsAndBothFields)
+{
+    std::string path = std::string(VQSOFTCC_SAMPLES_DIR) + "/caption-inspector/BigBuckBunny_256x144-24fps.mcc";
+    std::string text = slurp(path);
+    if (text.empty())
+        GTEST_SKIP() << "samples absent";
+    Stream s;
+    std::string error;
+    ASSERT_TRUE(read_mcc(text, s, error));
+    int cut = 0;
+    for (const Warning &w : s.warnings) cut += w.message.find("cut short") != std::string::npos;
+    EXPECT_EQ(cut, 18);
+    EXPECT_TRUE(s.has_608);
+    EXPECT_TRUE(s.has_708);
+}
