@@ -315,7 +315,12 @@ SoftCCStatus vqsoftcc_internal_insert_segment(CaptionWindow *window, TextSegment
                     window->segments = next;
                 VQFree(e);
             } else {
-                keep_run_head(e, start - e_start, right);
+                /* In a sorted list E's tail runs into s. A window whose
+                 * scroll axis changed under its text can hold a run that
+                 * ends before s here: it keeps its length, since growing
+                 * it would reach past its characters. */
+                int kept = start - e_start;
+                keep_run_head(e, kept < e->length ? kept : e->length, right);
                 previous = e;
             }
             e = next;

@@ -1,7 +1,7 @@
 // Control calls between decodes: each step's first byte chooses a decode of
 // the next few bytes, a reset, a service or format switch, an alarm expiry,
 // a change of failing callbacks or an allocation failure plan.
-#include "fuzz_host.h"
+#include "checking_host.h"
 #include "vqsoftcc_internal.h"
 
 namespace {
@@ -18,8 +18,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     fake_platform::reset();
     const int64_t before = fake_platform::live_blocks();
-    fuzz_host::Host host;
-    SoftCCOpenProfile p = fuzz_host::profile(&host, size > 0 ? data[0] & 1u : 0u, 0);
+    checking_host::Host host;
+    SoftCCOpenProfile p = checking_host::profile(&host, size > 0 ? data[0] & 1u : 0u, 0);
     SoftCCContext *context = nullptr;
     if (VQSoftCCOpen(&p, &context) != SOFTCC_OK)
         return 0;
@@ -65,8 +65,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             break;
         }
         for (const CaptionWindow &w : context->windows)
-            fuzz_host::check_window(&w);
-        require(fake_platform::live_blocks() - before <= fuzz_host::kMaxLiveBlocks);
+            checking_host::check_window(&host, &w);
+        require(fake_platform::live_blocks() - before <= checking_host::kMaxLiveBlocks);
     }
     fake_platform::fail_nth_malloc(0);
     host.failing_callbacks = 0;

@@ -1,38 +1,42 @@
-#include "fuzz_host.h"
+#include "checking_host.h"
 
-namespace fuzz_host {
+namespace checking_host {
 namespace {
 
-void require(bool condition)
+void require(Host *host, bool condition)
 {
-    if (!condition)
+    if (condition)
+        return;
+    if (host->trap)
         __builtin_trap();
+    ++host->broken;
 }
 
 // Line and position of a run by the window's scroll axis.
-[[maybe_unused]] int line_of(const CaptionWindow *w, const TextSegment *s)
+int line_of(const CaptionWindow *w, const TextSegment *s)
 {
     return w->style.scroll_direction >= 2 ? s->row : s->column;
 }
 
-[[maybe_unused]] int position_of(const CaptionWindow *w, const TextSegment *s)
+int position_of(const CaptionWindow *w, const TextSegment *s)
 {
     return w->style.scroll_direction >= 2 ? s->column : s->row;
 }
 
 // Ids are not required to differ: a 608 open whose define_windows failed
 // leaves window 1 unset (id 0), and close still hands it over.
-void check_list(CaptionWindow *head)
+void check_list(Host *host, CaptionWindow *head)
 {
     const CaptionWindow *seen[8] = {};
     int count = 0;
     for (CaptionWindow *w = head; w != nullptr; w = w->next) {
-        require(count < 8);
-        require(w->id < 8);
+        require(host, count < 8 && w->id < 8);
         for (int i = 0; i < count; ++i)
-            require(seen[i] != w);
+            require(host, seen[i] != w);
+        if (count == 8)
+            return;
         seen[count++] = w;
-        check_window(w);
+        check_window(host, w, host->sorted);
     }
 }
 
@@ -44,36 +48,42 @@ SoftCCStatus result(void *user, int callback)
 
 SoftCCStatus on_define(void *user, CaptionWindow *w)
 {
-    require(w != nullptr);
-    check_window(w);
+    auto *host = static_cast<Host *>(user);
+    require(host, w != nullptr);
+    if (w != nullptr)
+        check_window(host, w, host->sorted);
     return result(user, 0);
 }
 
 SoftCCStatus on_refresh(void *user, CaptionWindow *head)
 {
-    require(head != nullptr);
-    check_list(head);
+    auto *host = static_cast<Host *>(user);
+    require(host, head != nullptr);
+    check_list(host, head);
     return result(user, 1);
 }
 
 SoftCCStatus on_scroll(void *user, CaptionWindow *w)
 {
-    require(w != nullptr && w->next == nullptr);
-    check_window(w);
+    auto *host = static_cast<Host *>(user);
+    require(host, w != nullptr && w->next == nullptr);
+    if (w != nullptr)
+        check_window(host, w, host->sorted);
     return result(user, 2);
 }
 
 SoftCCStatus on_delete(void *user, CaptionWindow *head)
 {
-    require(head != nullptr);
-    check_list(head);
+    auto *host = static_cast<Host *>(user);
+    require(host, head != nullptr);
+    check_list(host, head);
     return result(user, 3);
 }
 
 SoftCCStatus on_set_alarm(void *user, uint32_t ms, SoftCCAlarmFunction alarm, void *ctx)
 {
-    require(ms <= 25500);
     auto *host = static_cast<Host *>(user);
+    require(host, ms <= 25500);
     host->alarm = alarm;
     host->alarm_context = ctx;
     return result(user, 4);
@@ -89,23 +99,27 @@ SoftCCStatus on_cancel_alarm(void *user)
 
 SoftCCStatus on_data(void *user, const uint8_t *data, uint32_t count)
 {
-    require(data != nullptr && count >= 1 && count <= 2);
+    require(static_cast<Host *>(user), data != nullptr && count >= 1 && count <= 2);
     return result(user, 6);
 }
 
 } // namespace
 
-// Order is not checked: a DefineWindow or SetWindowAttributes may change the
-// scroll axis of a window that holds text, and its runs keep the old order.
-void check_window(const CaptionWindow *w)
+void check_window(Host *host, const CaptionWindow *w, bool sorted)
 {
     int count = 0;
     const TextSegment *previous = nullptr;
     for (const TextSegment *s = w->segments; s != nullptr; s = s->next) {
-        require(++count <= 256 * 256);
-        require(s != w->current_segment);
-        require(s->length >= 1 && s->length <= SOFTCC_SEGMENT_CHARS);
-        require(s->text >= s->chars && s->text + s->length <= s->chars + SOFTCC_SEGMENT_CHARS);
+        require(host, ++count <= 256 * 256);
+        if (count > 256 * 256)
+            return;
+        require(host, s != w->current_segment);
+        require(host, s->length >= 1 && s->length <= SOFTCC_SEGMENT_CHARS);
+        require(host, s->text >= s->chars && s->text + s->length <= s->chars + SOFTCC_SEGMENT_CHARS);
+        if (sorted && previous != nullptr)
+            require(host, line_of(w, previous) < line_of(w, s) ||
+                              (line_of(w, previous) == line_of(w, s) &&
+                               position_of(w, previous) + previous->length <= position_of(w, s)));
         previous = s;
     }
 }
@@ -127,28 +141,27 @@ SoftCCOpenProfile profile(Host *host, uint32_t format, uint32_t service)
     return p;
 }
 
-void run_stream(uint32_t format, uint32_t service, const uint8_t *data, size_t size)
+void run_stream(Host *host, uint32_t format, uint32_t service, const uint8_t *data, size_t size)
 {
-    fake_platform::reset();
     const int64_t before = fake_platform::live_blocks();
-    Host host;
-    SoftCCOpenProfile p = profile(&host, format, service);
+    SoftCCOpenProfile p = profile(host, format, service);
     SoftCCContext *context = nullptr;
-    require(VQSoftCCOpen(&p, &context) == SOFTCC_OK);
-    // Feed in uneven slices so that pairs, packets and codes split across calls.
+    if (VQSoftCCOpen(&p, &context) != SOFTCC_OK)
+        return;
+    // Uneven slices, so that pairs, packets and codes split across calls.
     size_t offset = 0;
     size_t slice = 1;
     while (offset < size) {
         size_t n = slice < size - offset ? slice : size - offset;
-        require(VQSoftCCDecode(context, data + offset, static_cast<uint32_t>(n)) == SOFTCC_OK);
-        require(fake_platform::live_blocks() - before <= kMaxLiveBlocks);
+        require(host, VQSoftCCDecode(context, data + offset, static_cast<uint32_t>(n)) == SOFTCC_OK);
+        require(host, fake_platform::live_blocks() - before <= kMaxLiveBlocks);
         offset += n;
         slice = slice % 61 + 7;
-        if (host.alarm != nullptr && (data[offset - 1] & 0x0F) == 0)
-            require(host.alarm(host.alarm_context) == SOFTCC_OK);
+        if (host->alarm != nullptr && (data[offset - 1] & 0x0F) == 0)
+            require(host, host->alarm(host->alarm_context) == SOFTCC_OK);
     }
     VQSoftCCClose(context);
-    require(fake_platform::live_blocks() == before);
+    require(host, fake_platform::live_blocks() == before);
 }
 
-} // namespace fuzz_host
+} // namespace checking_host
