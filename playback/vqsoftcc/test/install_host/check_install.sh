@@ -26,6 +26,8 @@ check_run() {
         echo "$1: expected two define_windows callbacks on open, saw $count"
         exit 1
     fi
+    printf '%s\n' "$output" | grep -q '^refresh_windows: .*"HI"' ||
+        { echo "$1: the caption HI was never shown"; exit 1; }
 }
 
 # pkg-config.

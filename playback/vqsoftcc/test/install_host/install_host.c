@@ -4,11 +4,19 @@
 
 #include <vqsoftcc.h>
 
-static SoftCCStatus print_windows(void *user, CaptionWindow *windows)
+/* Window ids, then each window's runs as row,column "text" (ASCII only). */
+static SoftCCStatus print_windows(const char *name, CaptionWindow *windows)
 {
-    printf("%s:", (const char *)user);
-    for (CaptionWindow *w = windows; w != NULL; w = w->next)
+    printf("%s:", name);
+    for (CaptionWindow *w = windows; w != NULL; w = w->next) {
         printf(" %u", w->id);
+        for (const TextSegment *s = w->segments; s != NULL; s = s->next) {
+            printf(" %d,%d \"", s->row, s->column);
+            for (unsigned i = 0; i < s->length; ++i)
+                putchar(s->text[i] < 0x80 ? s->text[i] : '?');
+            putchar('"');
+        }
+    }
     printf("\n");
     return SOFTCC_OK;
 }
@@ -41,13 +49,16 @@ static SoftCCStatus on_data(void *user, const uint8_t *data, uint32_t count)
 
 int main(void)
 {
-    /* Resume caption loading, then "HI", on channel 1 (odd parity set). */
-    static const uint8_t pairs[] = {0x94, 0x20, 0x94, 0x20, 0xC8, 0x49, 0x94, 0x2F, 0x94, 0x2F};
+    /* Channel 1 pop-on, odd parity set: Resume Caption Loading, a row 15
+     * preamble, "HI", End Of Caption (control codes sent twice). */
+    static const uint8_t pairs[] = {0x94, 0x20, 0x94, 0x20, 0x94, 0x70, 0x94, 0x70,
+                                    0xC8, 0x49, 0x94, 0x2F, 0x94, 0x2F};
     SoftCCOpenProfile profile = {SOFTCC_FORMAT_EIA608, 0, NULL, on_define, on_refresh, on_scroll,
                                  on_delete, on_set_alarm, on_cancel_alarm, on_data, on_data};
     SoftCCContext *context = NULL;
     if (VQSoftCCOpen(&profile, &context) != SOFTCC_OK)
         return 1;
-    printf("decode: %u\n", (unsigned)VQSoftCCDecode(context, pairs, sizeof pairs));
+    SoftCCStatus status = VQSoftCCDecode(context, pairs, sizeof pairs);
+    printf("decode: %s\n", status == SOFTCC_OK ? "SOFTCC_OK" : "failed");
     return VQSoftCCClose(context) == SOFTCC_OK ? 0 : 1;
 }
