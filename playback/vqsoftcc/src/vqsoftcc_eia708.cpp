@@ -563,7 +563,9 @@ SoftCCStatus define_window(SoftCCContext *context, const uint8_t *code)
 
 WindowStyle decode_window_style(const uint8_t *parameters)
 {
-    WindowStyle style{};
+    /* Zeroed through the host: `style{}` becomes a libc memset call on ARM. */
+    WindowStyle style;
+    VQMemset(&style, 0, sizeof style);
     style.fill_opacity = parameters[0] >> 6;
     style.fill_color = parameters[0] & 0x3F;
     style.border_type = (parameters[1] >> 6) | ((parameters[2] >> 7) << 2);
