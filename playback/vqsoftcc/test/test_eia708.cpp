@@ -165,11 +165,14 @@ TEST_F(Eia708Test, SessionDrivesTheRendererThroughAVisibleWindow)
     EXPECT_THAT(fake_platform::reports(), IsEmpty());
 }
 
+// SetWindowAttributes refreshes even a hidden window, but only when the
+// style really changes.
 TEST_F(Eia708Test, HiddenWindowKeepsTextUntilDisplayed)
 {
+    const Bytes attributes = {0x97, 0x00, 0x00, 0x0E, 0x00};
     send(define_window({.id = 0, .visible = false}) + define_window({.id = 3, .visible = false}) +
-         text("AB") + kEtx);
-    EXPECT_THAT(host.names(), ElementsAre("define", "define"));
+         text("AB") + kEtx + attributes + attributes);
+    EXPECT_THAT(host.names(), ElementsAre("define", "define", "refresh"));
     EXPECT_EQ(describe(window(3)), "0:0:AB");
 
     host.clear();
@@ -388,6 +391,15 @@ TEST_F(Eia708Test, DelayBufferOverflowsAfterExactly128Bytes)
                 ElementsAre(report708(21, 799, "refresh_windows failed\n"),
                             report708(21, 695, "refresh_windows failed\n"),
                             report708(21, 204, "EIA-708 code interpretation failed\n")));
+
+    // A Delay among the replayed codes holds the rest back again, yet the
+    // overflowing code itself is still interpreted.
+    host.succeed("refresh");
+    host.clear();
+    send(delay(1) + Bytes(124, 0x00) + delay(2) + Bytes{0x10, 0x25} + text("C"));
+    EXPECT_THAT(host.names(), ElementsAre("set_alarm", "cancel_alarm", "set_alarm", "refresh"));
+    EXPECT_EQ(describe(window(0)), "0:0:C");
+    EXPECT_EQ(state().delayed_fill, 2u);
 }
 
 TEST_F(Eia708Test, ResetDuringDelayDropsHeldBackCodes)
