@@ -191,9 +191,10 @@ TEST_F(Eia708Test, CentredAndRightJustifiedLinesAppearAtTheNextControlCode)
         host.clear();
         send(text("AB"));
         EXPECT_THAT(host.names(), IsEmpty());
-        send(kEtx);
+        send(Bytes{0x85}); // SetCurrentWindow of an undefined window only flushes
         ASSERT_THAT(host.names(), ElementsAre("refresh"));
         EXPECT_EQ(shown(0), "0:0:AB");
+        EXPECT_EQ(context->current_window, 0);
         send(kReset);
     }
 }
@@ -344,6 +345,8 @@ TEST_F(Eia708Test, DelayHoldsCodesBackUntilDelayCancel)
     ASSERT_THAT(host.names(), ElementsAre("cancel_alarm", "refresh", "refresh"));
     EXPECT_EQ(shown(2), "0:0:AB");
     EXPECT_EQ(state().delay_active, 0);
+    send(kDelayCancel); // without a delay in force the host still hears of it
+    EXPECT_EQ(host.names().back(), "cancel_alarm");
 }
 
 TEST_F(Eia708Test, AlarmReplaysUpToAHeldBackDelay)
