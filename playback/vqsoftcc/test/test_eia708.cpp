@@ -46,6 +46,8 @@ Bytes define_window(const WindowSpec &w)
 
 const Bytes kEtx = {0x03};
 const Bytes kCr = {0x0D};
+const Bytes kBs = {0x08};
+const Bytes kHcr = {0x0E};
 const Bytes kDelayCancel = {0x8E};
 const Bytes kReset = {0x8F};
 Bytes delay(int tenths) { return {0x8D, static_cast<uint8_t>(tenths)}; }
@@ -109,16 +111,7 @@ protected:
     }
 
     Eia708State &state() { return context->format_state.eia708; }
-    std::string last_text() const { return describe(host.events.back().windows.at(0).record); }
-    std::string shown(size_t event) const
-    {
-        const test_host::WindowView &view = host.events.at(event).windows.at(0);
-        std::string out;
-        for (const auto &s : view.segments)
-            out += (out.empty() ? "" : "|") + std::to_string(s.row) + ':' +
-                   std::to_string(s.column) + ':' + test_host::utf8(s.text);
-        return out;
-    }
+    std::string shown(size_t event) const { return describe(host.events.at(event).windows.at(0).segments); }
 
     PacketWriter writer;
 };
@@ -172,11 +165,14 @@ TEST_F(Eia708Test, SessionDrivesTheRendererThroughAVisibleWindow)
     EXPECT_THAT(fake_platform::reports(), IsEmpty());
 }
 
+// SetWindowAttributes refreshes even a hidden window, but only when the
+// style really changes.
 TEST_F(Eia708Test, HiddenWindowKeepsTextUntilDisplayed)
 {
+    const Bytes attributes = {0x97, 0x00, 0x00, 0x0E, 0x00};
     send(define_window({.id = 0, .visible = false}) + define_window({.id = 3, .visible = false}) +
-         text("AB") + kEtx);
-    EXPECT_THAT(host.names(), ElementsAre("define", "define"));
+         text("AB") + kEtx + attributes + attributes);
+    EXPECT_THAT(host.names(), ElementsAre("define", "define", "refresh"));
     EXPECT_EQ(describe(window(3)), "0:0:AB");
 
     host.clear();
@@ -195,9 +191,10 @@ TEST_F(Eia708Test, CentredAndRightJustifiedLinesAppearAtTheNextControlCode)
         host.clear();
         send(text("AB"));
         EXPECT_THAT(host.names(), IsEmpty());
-        send(kEtx);
+        send(Bytes{0x85}); // SetCurrentWindow of an undefined window only flushes
         ASSERT_THAT(host.names(), ElementsAre("refresh"));
         EXPECT_EQ(shown(0), "0:0:AB");
+        EXPECT_EQ(context->current_window, 0);
         send(kReset);
     }
 }
@@ -213,6 +210,35 @@ TEST_F(Eia708Test, WindowStyleSevenPrintsDownwardsAndCrMovesRight)
     send(kCr + kCr); // column 2 is the last line: the second CR scrolls right to left
     ASSERT_THAT(host.names(), ElementsAre("scroll"));
     EXPECT_EQ(shown(0), "0:0:C"); // column 0 left the window
+}
+
+// Every print direction types away from the start of its line.  BS steps
+// back and erases without a refresh; HCR empties the cursor's line, always
+// towards higher positions, so right-to-left and upward lines keep their far
+// part.
+TEST_F(Eia708Test, EachPrintDirectionTypesBackspacesAndEmptiesTheLine)
+{
+    const struct {
+        uint8_t directions; // SetWindowAttributes byte 3: print << 4 | scroll << 2
+        const char *typed, *after_hcr;
+    } cases[] = {
+        {0x0C, "0:0:XY|1:0:AB", "0:0:XY"},
+        {0x1C, "0:3:YX|1:3:BA", "0:3:YX|1:3:B"},
+        {0x24, "0:0:XY|0:1:AB", "0:0:XY"},
+        {0x34, "3:0:YX|3:1:BA", "3:0:YX|3:1:B"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.directions);
+        send(kReset + define_window({.rows = 5, .columns = 5}) + Bytes{0x97, 0, 0, c.directions, 0} +
+             kHcr + text("XY") + kCr + text("ABC"));
+        host.clear();
+        send(kBs);
+        EXPECT_THAT(host.names(), IsEmpty());
+        EXPECT_EQ(describe(window(0)), c.typed);
+        send(kHcr);
+        EXPECT_THAT(host.names(), ElementsAre("refresh"));
+        EXPECT_EQ(describe(window(0)), c.after_hcr);
+    }
 }
 
 TEST_F(Eia708Test, CharacterSetsMapToUcs2)
@@ -283,30 +309,25 @@ TEST_F(Eia708Test, CodesAssembleAcrossCallsPacketsAndNullPadding)
     EXPECT_EQ(describe(window(0)), "0:0:ABCD");
 }
 
-TEST_F(Eia708Test, SequenceBreakDeletesWindowsAndDropsPartialCode)
+// The first packet must carry sequence 1, but a break on a fresh decoder
+// costs nothing.  Later, one lost packet costs the windows, the delay with
+// its held-back codes and the partly assembled code.
+TEST_F(Eia708Test, SequenceBreakDropsWindowsDelayAndPartialCode)
 {
-    send(define_window({.id = 4}));
+    writer.sequence = 2;
+    send(define_window({.id = 4}) + delay(5) + text("A"));
+    EXPECT_THAT(host.names(), ElementsAre("define", "refresh", "set_alarm"));
     Bytes partial = define_window({.id = 5});
     partial.resize(3);
     send(partial);
     host.clear();
-    writer.sequence = (writer.sequence + 1) & 3; // one packet lost
+    writer.sequence = (writer.sequence + 1) & 3;
     send(text("Q"));
-    EXPECT_THAT(host.names(), ElementsAre("delete"));
+    EXPECT_THAT(host.names(), ElementsAre("delete", "cancel_alarm"));
     EXPECT_EQ(window(4).defined, 0);
     EXPECT_EQ(window(5).defined, 0);
     EXPECT_EQ(state().code_bytes_missing, 0u);
-}
-
-TEST_F(Eia708Test, FirstPacketMustCarrySequenceOne)
-{
-    writer.sequence = 2;
-    send(define_window({}));
-    EXPECT_THAT(host.names(), ElementsAre("define", "refresh")); // break on a fresh decoder is silent
-    writer.sequence = 0;
-    host.clear();
-    send(text("A"));
-    EXPECT_THAT(host.names(), ElementsAre("delete"));
+    EXPECT_EQ(state().delayed_fill, 0u);
 }
 
 // ---- Delay ----------------------------------------------------------------------
@@ -324,21 +345,29 @@ TEST_F(Eia708Test, DelayHoldsCodesBackUntilDelayCancel)
     ASSERT_THAT(host.names(), ElementsAre("cancel_alarm", "refresh", "refresh"));
     EXPECT_EQ(shown(2), "0:0:AB");
     EXPECT_EQ(state().delay_active, 0);
+    send(kDelayCancel); // without a delay in force the host still hears of it
+    EXPECT_EQ(host.names().back(), "cancel_alarm");
 }
 
 TEST_F(Eia708Test, AlarmReplaysUpToAHeldBackDelay)
 {
-    send(define_window({}) + delay(5) + text("A") + delay(10) + text("B"));
+    send(define_window({.id = 1, .visible = false}) + define_window({}) + delay(5) + text("A") +
+         bitmap_command(0x8C, 0x02) + delay(10) + text("B"));
     ASSERT_NE(host.alarm, nullptr);
     host.clear();
+    host.fail("delete", 31);
     EXPECT_EQ(host.alarm(host.alarm_context), SOFTCC_OK);
-    ASSERT_THAT(host.names(), ElementsAre("cancel_alarm", "refresh", "set_alarm"));
-    EXPECT_EQ(host.events[2].milliseconds, 1000u);
+    ASSERT_THAT(host.names(), ElementsAre("cancel_alarm", "refresh", "delete", "set_alarm"));
+    EXPECT_EQ(host.events[3].milliseconds, 1000u);
+    EXPECT_THAT(fake_platform::reports(),
+                ElementsAre(report708(31, 934, "delete_windows failed\n"),
+                            report708(31, 328, "EIA-708 code interpretation failed\n")));
     EXPECT_EQ(state().delayed_fill, 1u);
     EXPECT_EQ(state().delayed_codes[0], 'B');
     EXPECT_EQ(state().delayed_code_lengths[0], 1);
 
     host.clear();
+    host.succeed("delete");
     EXPECT_EQ(host.alarm(host.alarm_context), SOFTCC_OK);
     EXPECT_THAT(host.names(), ElementsAre("cancel_alarm", "refresh"));
     EXPECT_EQ(describe(window(0)), "0:0:AB");
@@ -346,17 +375,34 @@ TEST_F(Eia708Test, AlarmReplaysUpToAHeldBackDelay)
 
 TEST_F(Eia708Test, DelayBufferOverflowsAfterExactly128Bytes)
 {
-    send(define_window({.visible = false}) + delay(100));
+    send(define_window({}) + delay(100));
     host.clear();
     send(Bytes(126, 0x00) + Bytes{0x10, 0x25}); // 128 bytes: all held back
     EXPECT_EQ(state().delayed_fill, 128u);
     EXPECT_EQ(state().delay_active, 1);
     EXPECT_THAT(host.names(), IsEmpty());
 
-    send(text("C") + kEtx);
-    EXPECT_THAT(host.names(), ElementsAre("cancel_alarm"));
+    // FF overflows: the held codes go first, then FF; a failing character
+    // refresh is only reported, FF's own failure is the overflowing code's.
+    host.fail("refresh", 21);
+    send(Bytes{0x0C});
+    ASSERT_THAT(host.names(), ElementsAre("cancel_alarm", "refresh", "refresh"));
+    EXPECT_EQ(shown(1), "0:0:\u2026");
+    EXPECT_EQ(describe(window(0)), "");
     EXPECT_EQ(state().delayed_fill, 0u);
-    EXPECT_EQ(describe(window(0)), "0:0:\u2026C");
+    EXPECT_THAT(fake_platform::reports(),
+                ElementsAre(report708(21, 799, "refresh_windows failed\n"),
+                            report708(21, 695, "refresh_windows failed\n"),
+                            report708(21, 204, "EIA-708 code interpretation failed\n")));
+
+    // A Delay among the replayed codes holds the rest back again, yet the
+    // overflowing code itself is still interpreted.
+    host.succeed("refresh");
+    host.clear();
+    send(delay(1) + Bytes(124, 0x00) + delay(2) + Bytes{0x10, 0x25} + text("C"));
+    EXPECT_THAT(host.names(), ElementsAre("set_alarm", "cancel_alarm", "set_alarm", "refresh"));
+    EXPECT_EQ(describe(window(0)), "0:0:C");
+    EXPECT_EQ(state().delayed_fill, 2u);
 }
 
 TEST_F(Eia708Test, ResetDuringDelayDropsHeldBackCodes)
@@ -389,13 +435,19 @@ TEST_F(Eia708Test, FailingCommandsAreReportedAtTheirLines)
     send(define_window({}) + text("A"));
     host.fail("refresh", 5);
     host.fail("scroll", 66);
+    host.fail("set_alarm", 14);
     fake_platform::clear_reports();
-    send(Bytes{0x0C} + pen_location(1, 0) + kCr);
+    send(Bytes{0x0C} + pen_location(1, 0) + kCr + delay(3) + text("A"));
     EXPECT_THAT(fake_platform::reports(),
                 ElementsAre(report708(5, 695, "refresh_windows failed\n"),
                             report708(5, 214, "EIA-708 code interpretation failed\n"),
                             report708(66, 750, "scroll_windows failed\n"),
-                            report708(66, 214, "EIA-708 code interpretation failed\n")));
+                            report708(66, 214, "EIA-708 code interpretation failed\n"),
+                            report708(14, 1203, "set_delay_alarm failed\n"),
+                            report708(14, 214, "EIA-708 code interpretation failed\n")));
+    // The refused alarm leaves the delay in force: codes are held back.
+    EXPECT_EQ(state().delay_active, 1);
+    EXPECT_EQ(state().delayed_fill, 1u);
 }
 
 TEST_F(Eia708Test, FailedFlushStopsTheCommandAndFailedDeleteKeepsWindows)
@@ -420,18 +472,6 @@ TEST_F(Eia708Test, FailedFlushStopsTheCommandAndFailedDeleteKeepsWindows)
                             report708(13, 214, "EIA-708 code interpretation failed\n"),
                             report708(13, 934, "delete_windows failed\n")));
     host.succeed("delete");
-}
-
-TEST_F(Eia708Test, FailedAlarmKeepsTheDelayInForce)
-{
-    send(define_window({}));
-    host.fail("set_alarm", 14);
-    send(delay(3) + text("A"));
-    EXPECT_EQ(state().delay_active, 1);
-    EXPECT_EQ(state().delayed_fill, 1u);
-    EXPECT_THAT(fake_platform::reports(),
-                ElementsAre(report708(14, 1203, "set_delay_alarm failed\n"),
-                            report708(14, 214, "EIA-708 code interpretation failed\n")));
 }
 
 // ---- Bad input --------------------------------------------------------------------

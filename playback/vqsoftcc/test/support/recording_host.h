@@ -39,6 +39,8 @@ std::vector<SegmentView> segments_of(const CaptionWindow &window);
 // Text of one window as rows of a character grid, for readable assertions:
 // "row:column:text|..." in list order.
 std::string describe(const CaptionWindow &window);
+// The same for the segments a callback saw.
+std::string describe(const std::vector<SegmentView> &segments);
 std::string utf8(const std::u16string &text);
 
 class RecordingHost {
