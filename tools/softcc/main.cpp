@@ -191,10 +191,12 @@ int main(int argc, char **argv)
         VQSoftCCDecode(context, c.bytes.data(), (uint32_t)c.bytes.size());
     }
     host.drain_alarm();
-    end = std::max(end, host.now());
+    // Captions still on screen at the end last one more second: closing the
+    // decoder deletes its windows, so the close happens at that time.
+    end = std::max(end, host.now()) + 1.0;
+    host.advance_to(end);
     VQSoftCCClose(context);
-    // Captions still on screen at the end last one more second.
-    sink->finish(end + 1.0);
+    sink->finish(end);
     g_host = nullptr;
     std::fflush(stdout);
     if (o.strict && g_reports > 0)

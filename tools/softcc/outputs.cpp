@@ -126,12 +126,17 @@ private:
 
 // ---- screen ----------------------------------------------------------------
 
+// Index 0-7 (red 4, green 2, blue 1) of the basic colour nearest a 6-bit
+// RRGGBB value: a component counts when its high bit is set.
+int colour_index(uint8_t rgb)
+{
+    return ((rgb >> 5) & 1) << 2 | ((rgb >> 3) & 1) << 1 | ((rgb >> 1) & 1);
+}
+
 const char *ansi_colour(uint8_t rgb)
 {
-    // Nearest of the eight basic terminal colours, by the high bit of each component.
     static const char *codes[8] = {"30", "34", "32", "36", "31", "35", "33", "37"};
-    int index = ((rgb >> 5) & 1) << 2 | ((rgb >> 3) & 1) << 1 | ((rgb >> 1) & 1);
-    return codes[index];
+    return codes[colour_index(rgb)];
 }
 
 class ScreenSink : public Sink {
@@ -199,19 +204,13 @@ private:
 
 // ---- vtt and srt -----------------------------------------------------------
 
+// The eight caption colours by the high bit of each 2-bit component, so that
+// the 608 table's half-intensity values (0x2A white, 0x20 red) and the 708
+// full-intensity ones name the same class.  White is the default: no class.
 const char *colour_class(uint8_t rgb)
 {
-    switch (rgb) {
-    case 0x3F: return nullptr;  // white: the default, no class
-    case 0x30: return "red";
-    case 0x0C: return "green";
-    case 0x03: return "blue";
-    case 0x0F: return "cyan";
-    case 0x33: return "magenta";
-    case 0x3C: return "yellow";
-    case 0x00: return "black";
-    default: return nullptr;
-    }
+    static const char *names[8] = {"black", "blue", "green", "cyan", "red", "magenta", "yellow", nullptr};
+    return names[colour_index(rgb)];
 }
 
 std::string escape_cue(const std::string &s)
