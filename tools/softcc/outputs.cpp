@@ -142,7 +142,34 @@ const char *ansi_colour(uint8_t rgb)
 class ScreenSink : public Sink {
 public:
     ScreenSink(FILE *out, bool ansi, int columns) : out_(out), ansi_(ansi), columns_(columns) {}
+    // A viewer sees only the last picture of each media time (a 708 line
+    // arrives character by character within one packet), so a picture is
+    // drawn once time moves on.
     void picture(double time, const std::vector<Line> &lines) override
+    {
+        if (pending_ && time > pending_time_)
+            draw_pending();
+        pending_ = true;
+        pending_time_ = time;
+        pending_lines_ = lines;
+    }
+    void finish(double) override
+    {
+        if (pending_)
+            draw_pending();
+    }
+
+private:
+    void draw_pending()
+    {
+        pending_ = false;
+        if (drawn_any_ && same_picture(pending_lines_, drawn_))
+            return;
+        drawn_any_ = true;
+        drawn_ = pending_lines_;
+        draw(pending_time_, drawn_);
+    }
+    void draw(double time, const std::vector<Line> &lines)
     {
         std::fprintf(out_, "%s\n", timestamp(time, '.').c_str());
         std::string rule = "   +" + std::string((size_t)columns_, '-') + "+\n";
@@ -157,8 +184,6 @@ public:
         }
         std::fputs(rule.c_str(), out_);
     }
-
-private:
     void draw_row(int row, const std::vector<Line> &lines)
     {
         struct Cell {
@@ -200,6 +225,9 @@ private:
     FILE *out_;
     bool ansi_;
     int columns_;
+    bool pending_ = false, drawn_any_ = false;
+    double pending_time_ = 0;
+    std::vector<Line> pending_lines_, drawn_;
 };
 
 // ---- vtt and srt -----------------------------------------------------------
