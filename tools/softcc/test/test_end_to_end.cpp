@@ -8,6 +8,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "readers.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -18,7 +20,7 @@ struct Result {
 };
 
 // Runs softcc; `output` is its stdout, or its stderr when `stderr_only`.
-Result softcc(const std::string &args, bool stderr_only)
+Result run_softcc(const std::string &args, bool stderr_only)
 {
     std::string command = std::string(SOFTCC_EXE) + " " + args + (stderr_only ? " 2>&1 >/dev/null" : " 2>/dev/null");
     Result r;
@@ -52,7 +54,7 @@ TEST(EndToEnd, DemoMatchesExpectedOutputInEveryFormat)
         for (const char *format : kFormats) {
             fs::path in = fs::path(SOFTCC_DEMO_DIR) / input;
             fs::path expected = fs::path(SOFTCC_EXPECTED_DIR) / (std::string(input) + "." + format);
-            Result r = softcc("--output " + std::string(format) + " " + in.string(), false);
+            Result r = run_softcc("--output " + std::string(format) + " " + in.string(), false);
             ASSERT_EQ(r.status, 0) << input << " " << format;
             if (update)
                 std::ofstream(expected, std::ios::binary) << r.output;
@@ -72,10 +74,26 @@ TEST(EndToEnd, EverySampleDecodesWithoutLibraryReport)
             continue;
         files++;
         for (const char *format : kFormats) {
-            Result r = softcc("--output " + std::string(format) + " '" + entry.path().string() + "'", true);
+            Result r = run_softcc("--output " + std::string(format) + " '" + entry.path().string() + "'", true);
             EXPECT_EQ(r.status, 0) << entry.path() << " " << format;
             EXPECT_EQ(r.output.find("library report"), std::string::npos) << entry.path() << ": " << r.output;
         }
     }
     EXPECT_GT(files, 0);
+}
+
+TEST(Samples, BigBuckBunnyHasEighteenShortPacketsAndBothFields)
+{
+    std::string path = std::string(VQSOFTCC_SAMPLES_DIR) + "/caption-inspector/BigBuckBunny_256x144-24fps.mcc";
+    std::string text = slurp(path);
+    if (text.empty())
+        GTEST_SKIP() << "samples absent";
+    softcc::Stream s;
+    std::string error;
+    ASSERT_TRUE(softcc::read_mcc(text, s, error));
+    int cut = 0;
+    for (const softcc::Warning &w : s.warnings) cut += w.message.find("cut short") != std::string::npos;
+    EXPECT_EQ(cut, 18);
+    EXPECT_TRUE(s.has_608);
+    EXPECT_TRUE(s.has_708);
 }
