@@ -23,7 +23,7 @@ ensure_packages() {
 }
 
 native_packages() {
-    ensure_packages cmake g++ make pkg-config libgtest-dev libgmock-dev libbenchmark-dev
+    ensure_packages cmake g++ make pkg-config python3 libgtest-dev libgmock-dev libbenchmark-dev
 }
 
 # Configures and builds the native tree in $BUILD_DIR.
