@@ -16,9 +16,22 @@ std::string timestamp(double seconds, char fraction_separator)
 
 namespace {
 
+// The private-use transparent spaces are blanks to a text renderer; the
+// caption icon stays as the library gives it.
+std::u16string displayed(const std::u16string &text)
+{
+    std::u16string out = text;
+    for (char16_t &c : out) {
+        if (c == 0xF8FE) c = u' ';
+        if (c == 0xF8FD) c = 0xA0;
+    }
+    return out;
+}
+
 bool blank(const std::u16string &text)
 {
-    return std::all_of(text.begin(), text.end(), [](char16_t c) { return c == u' ' || c == 0xA0; });
+    return std::all_of(text.begin(), text.end(),
+                       [](char16_t c) { return c == u' ' || c == 0xA0 || c == 0xF8FE || c == 0xF8FD; });
 }
 
 // ---- json ------------------------------------------------------------------
@@ -215,7 +228,7 @@ private:
                 }
                 current = cell.pen;
             }
-            out += utf8(std::u16string(1, cell.c));
+            out += utf8(displayed(std::u16string(1, cell.c)));
         }
         if (ansi_)
             out += "\x1b[0m";
@@ -253,30 +266,39 @@ std::string escape_cue(const std::string &s)
     return out;
 }
 
-std::string cue_text(const Cue &cue, bool colours)
+
+// Blanks stay outside the style tags, so that no styled span is blank and the
+// line's leading and trailing blanks can be cut; `cut` says how many leading
+// columns went.
+std::string cue_text(const Cue &cue, bool colours, int &cut)
 {
     std::string out;
     int base = cue.runs.empty() ? 0 : cue.runs.front().column;
     int at = 0;
-    for (size_t k = 0; k < cue.runs.size(); k++) {
-        const SegmentCopy &r = cue.runs[k];
-        std::u16string text = r.text;
+    for (const SegmentCopy &r : cue.runs) {
         if (r.column - base > at)
             out += std::string((size_t)(r.column - base - at), ' ');
-        at = std::max(at, r.column - base) + (int)text.size();
-        // Leading spaces of the line and trailing spaces of the last run carry no caption text.
-        std::string body = escape_cue(utf8(text));
-        if (k + 1 == cue.runs.size())
-            body.erase(body.find_last_not_of(' ') + 1);
+        at = std::max(at, r.column - base) + (int)r.text.size();
+        std::u16string text = displayed(r.text);
+        size_t first = text.find_first_not_of(u' ');
+        if (first == std::u16string::npos) {
+            out += std::string(text.size(), ' ');
+            continue;
+        }
+        size_t last = text.find_last_not_of(u' ');
         const char *cls = colours ? colour_class(r.pen.fg_color) : nullptr;
         std::string open, close;
         if (cls) { open += std::string("<c.") + cls + ">"; close = "</c>" + close; }
         if (r.pen.attributes & SOFTCC_PEN_ITALICS) { open += "<i>"; close = "</i>" + close; }
         if (r.pen.attributes & SOFTCC_PEN_UNDERLINE) { open += "<u>"; close = "</u>" + close; }
-        out += body.empty() ? body : open + body + close;
+        out += std::string(first, ' ') + open + escape_cue(utf8(text.substr(first, last + 1 - first))) + close +
+               std::string(text.size() - 1 - last, ' ');
     }
     size_t first = out.find_first_not_of(' ');
-    return first == std::string::npos ? std::string() : out.substr(first);
+    if (first == std::string::npos)
+        return std::string();
+    cut = (int)first;
+    return out.substr(first, out.find_last_not_of(' ') + 1 - first);
 }
 
 class CueSink : public Sink {
@@ -296,13 +318,14 @@ public:
         }
         int number = 0;
         for (const Cue &c : cues) {
-            std::string text = cue_text(c, vtt_);
+            int cut = 0;
+            std::string text = cue_text(c, vtt_, cut);
             if (text.empty())
                 continue;
             number++;
             if (vtt_) {
                 int line = (int)std::lround(c.screen_row * 100.0 / 15 + 100.0 / 30);
-                int position = (int)std::lround(c.screen_column * 100.0 / columns_);
+                int position = (int)std::lround((c.screen_column + cut) * 100.0 / columns_);
                 std::fprintf(out_, "%s --> %s line:%d%% position:%d%% align:start\n%s\n\n",
                              timestamp(c.start, '.').c_str(), timestamp(c.end, '.').c_str(), line,
                              std::clamp(position, 0, 100), text.c_str());
