@@ -32,15 +32,11 @@ TEST(Scc, PairsGoOutOnePerFrameWithNullsBetweenLines)
     EXPECT_NEAR(s.chunks[5].time, 5 * 1001.0 / 30000.0, 1e-9);
     EXPECT_TRUE(s.has_608);
     EXPECT_TRUE(s.warnings.empty());
-}
-
-TEST(Scc, OverlongLinePushesNextLineLaterNotBack)
-{
-    Stream s;
-    std::string error;
-    ASSERT_TRUE(read_scc("Scenarist_SCC V1.0\n00:00:00:00 9420 9420 9420\n00:00:00:01 c1c1\n", s, error));
-    ASSERT_EQ(s.chunks.size(), 4u);
-    EXPECT_NEAR(s.chunks[3].time, 3 * 1001.0 / 30000.0, 1e-9);
+    // Pairs that run past the next line's timecode push that line later, never back.
+    Stream over;
+    ASSERT_TRUE(read_scc("Scenarist_SCC V1.0\n00:00:00:00 9420 9420 9420\n00:00:00:01 c1c1\n", over, error));
+    ASSERT_EQ(over.chunks.size(), 4u);
+    EXPECT_NEAR(over.chunks[3].time, 3 * 1001.0 / 30000.0, 1e-9);
 }
 
 TEST(Scc, DamageWarnsWithLineAndDecodingContinues)
@@ -56,14 +52,6 @@ TEST(Scc, DamageWarnsWithLineAndDecodingContinues)
     EXPECT_EQ(s.warnings[2].line, 5);
     EXPECT_EQ(s.warnings[3].line, 6);  // frame 0 of minute 1 does not exist in drop-frame
     EXPECT_EQ(s.chunks.back().bytes, (std::vector<uint8_t>{0x94, 0x20}));
-}
-
-TEST(Scc, RejectsFileWithoutHeader)
-{
-    Stream s;
-    std::string error;
-    EXPECT_FALSE(read_scc("00:00:00:00 9420\n", s, error));
-    EXPECT_FALSE(error.empty());
 }
 
 TEST(Mcc, ExtractsFieldPairsAndDtvccPacketsFromCdp)
@@ -105,14 +93,18 @@ TEST(Mcc, ShortPacketIsCompletedWithZerosAndInvalidTripletsCarryNothing)
     EXPECT_TRUE(cut_short);
 }
 
-TEST(Mcc, LetterSubstitutionsAndMalformedHex)
+TEST(Readers, MalformedHexWarnsAndOtherFormatsAreRefused)
 {
     Stream s;
     std::string error;
     ASSERT_TRUE(read_mcc("File Format=MacCaption_MCC V1.0\nTime Code Rate=30\n00:00:00:00\tT0Xq\n", s, error));
     ASSERT_EQ(s.warnings.size(), 1u);
     EXPECT_EQ(s.warnings[0].line, 3);
+    // A file of another format is refused whole, with a reason.
     EXPECT_FALSE(read_mcc("Scenarist_SCC V1.0\n", s, error));
+    error.clear();
+    EXPECT_FALSE(read_scc("00:00:00:00 9420\n", s, error));
+    EXPECT_FALSE(error.empty());
 }
 
 TEST(Raw, Dtvcc708SplitsPacketsBySizeCode)
@@ -121,4 +113,28 @@ TEST(Raw, Dtvcc708SplitsPacketsBySizeCode)
     read_raw_708({0x02, 0x21, 0x8C, 0x01, 0x41, 0x21}, s);
     ASSERT_EQ(s.chunks.size(), 2u);
     EXPECT_EQ(s.chunks[1].bytes.size(), 2u);
+}
+
+TEST(Mpeg2, CaptionsFollowPresentationOrderAcrossGroupsOfPictures)
+{
+    // Sequence header at 25 fps; a group cut before its picture 0 (references 2, 1), then a new group (0).
+    std::vector<uint8_t> es = {0, 0, 1, 0xB3, 0x16, 0x01, 0x20, 0x13, 0, 0, 1, 0xB8, 0, 0, 0, 0};
+    auto picture = [&](int temporal_reference, uint8_t b1) {
+        es.insert(es.end(), {0, 0, 1, 0x00, (uint8_t)(temporal_reference >> 2), (uint8_t)(temporal_reference << 6),
+                             0, 0, 1, 0xB2, 'G', 'A', '9', '4', 3, 0x42, 0xFF, 0xFC, b1, 0x80, 0xFA, 0, 0});
+    };
+    picture(2, 0xC2);
+    picture(1, 0xC1);
+    es.insert(es.end(), {0, 0, 1, 0xB8, 0, 0, 0, 0});
+    picture(0, 0xC3);
+    Stream s;
+    std::string error;
+    ASSERT_TRUE(read_mpeg2_es(es, s, error)) << error;
+    ASSERT_EQ(s.chunks.size(), 3u);
+    EXPECT_EQ(pair_at(s, 0)[0], 0xC1);
+    EXPECT_DOUBLE_EQ(s.chunks[0].time, 1 / 25.0);
+    EXPECT_EQ(pair_at(s, 1)[0], 0xC2);
+    EXPECT_EQ(pair_at(s, 2)[0], 0xC3);
+    EXPECT_DOUBLE_EQ(s.chunks[2].time, 3 / 25.0);  // the first group ends after reference 2
+    EXPECT_FALSE(read_mpeg2_es({0, 0, 1, 0xB2}, s, error));
 }
