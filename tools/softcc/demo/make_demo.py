@@ -126,7 +126,7 @@ def write_scc(path):
         (8.0, RU2 + CR + pac(14) + text("Roll-up captions scroll")),
         (9.5, CR + pac(14) + text("one row at a time,")),
         (11.0, CR + pac(14) + text("the oldest") + mid_row("green") + text("leaves the top.")),
-        (12.5, CR + pac(14) + text("No line repeats.")),
+        (12.5, CR + pac(14) + text("Lines <never> repeat & scroll.")),
         (14.0, EDM),
         # Paint-on: each pair appears where it is written.
         (15.0, RDC + pac(5, indent=8) + text("Paint-on text")),
