@@ -23,12 +23,17 @@ ensure_packages() {
 }
 
 native_packages() {
-    ensure_packages cmake g++ make pkg-config libgtest-dev libgmock-dev libbenchmark-dev
+    ensure_packages cmake g++ make pkg-config python3 libgtest-dev libgmock-dev libbenchmark-dev
 }
 
-# Configures and builds the native tree in $BUILD_DIR.
+# Configures and builds the native tree in $BUILD_DIR: the named targets, or
+# everything.
 native_build() {
     native_packages
     cmake -S "$PROJECT_ROOT" -B "$BUILD_DIR" -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-    cmake --build "$BUILD_DIR" -j "$JOBS"
+    if [ $# -gt 0 ]; then
+        cmake --build "$BUILD_DIR" -j "$JOBS" --target "$@"
+    else
+        cmake --build "$BUILD_DIR" -j "$JOBS"
+    fi
 }

@@ -26,7 +26,7 @@ softcc::Host *g_host = nullptr;  // the report sink has no user pointer
 int g_reports = 0;
 
 const char kUsage[] =
-    "usage: softcc [--input scc|mcc|608|708] [--output screen|json|vtt|srt] [--service CC1-CC4|T1-T4|XDS|1-63]\n"
+    "usage: softcc [--input scc|mcc|mpeg2|608|708] [--output screen|json|vtt|srt] [--service CC1-CC4|T1-T4|XDS|1-63]\n"
     "              [--strict] FILE\n";
 
 struct Options {
@@ -131,10 +131,6 @@ int main(int argc, char **argv)
     if (o.output != "screen" && o.output != "json" && o.output != "vtt" && o.output != "srt")
         return fail("unknown output format '" + o.output + "'");
 
-    std::string input = o.input.empty() ? extension(o.file) : o.input;
-    if (input != "scc" && input != "mcc" && input != "608" && input != "708")
-        return fail(o.file + ": unknown input format '" + input + "' (use --input scc|mcc|608|708)");
-
     std::ifstream in(o.file, std::ios::binary);
     if (!in)
         return fail(o.file + ": cannot read: " + std::strerror(errno));
@@ -142,11 +138,19 @@ int main(int argc, char **argv)
     buffer << in.rdbuf();
     std::string text = buffer.str();
 
+    std::string input = o.input.empty() ? extension(o.file) : o.input;
+    if (input == "m2v" || (o.input.empty() && text.compare(0, 4, std::string("\0\0\1\xB3", 4)) == 0))
+        input = "mpeg2";  // an MPEG-2 video stream, whatever its name
+    if (input != "scc" && input != "mcc" && input != "mpeg2" && input != "608" && input != "708")
+        return fail(o.file + ": unknown input format '" + input + "' (use --input scc|mcc|mpeg2|608|708)");
+
     softcc::Stream stream;
     std::string error;
     if (input == "scc" && !softcc::read_scc(text, stream, error))
         return fail(o.file + ": " + error);
     if (input == "mcc" && !softcc::read_mcc(text, stream, error))
+        return fail(o.file + ": " + error);
+    if (input == "mpeg2" && !softcc::read_mpeg2_es(std::vector<uint8_t>(text.begin(), text.end()), stream, error))
         return fail(o.file + ": " + error);
     if (input == "608")
         softcc::read_raw_608(std::vector<uint8_t>(text.begin(), text.end()), stream);
@@ -158,7 +162,7 @@ int main(int argc, char **argv)
     if (o.strict && !stream.warnings.empty())
         return 1;
 
-    bool is708 = input == "708" || (input == "mcc" && stream.has_708 && !stream.has_608);
+    bool is708 = input == "708" || ((input == "mcc" || input == "mpeg2") && stream.has_708 && !stream.has_608);
     uint32_t service = is708 ? 1 : 0;
     if (!o.service.empty() && !parse_service(o.service, is708, service))
         return fail("unknown service '" + o.service + "' (use CC1-CC4, T1-T4, XDS or 1-63)");
@@ -191,10 +195,12 @@ int main(int argc, char **argv)
         VQSoftCCDecode(context, c.bytes.data(), (uint32_t)c.bytes.size());
     }
     host.drain_alarm();
-    end = std::max(end, host.now());
+    // Captions still on screen at the end last one more second: closing the
+    // decoder deletes its windows, so the close happens at that time.
+    end = std::max(end, host.now()) + 1.0;
+    host.advance_to(end);
     VQSoftCCClose(context);
-    // Captions still on screen at the end last one more second.
-    sink->finish(end + 1.0);
+    sink->finish(end);
     g_host = nullptr;
     std::fflush(stdout);
     if (o.strict && g_reports > 0)

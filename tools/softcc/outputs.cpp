@@ -16,9 +16,22 @@ std::string timestamp(double seconds, char fraction_separator)
 
 namespace {
 
+// The private-use transparent spaces are blanks to a text renderer; the
+// caption icon stays as the library gives it.
+std::u16string displayed(const std::u16string &text)
+{
+    std::u16string out = text;
+    for (char16_t &c : out) {
+        if (c == 0xF8FE) c = u' ';
+        if (c == 0xF8FD) c = 0xA0;
+    }
+    return out;
+}
+
 bool blank(const std::u16string &text)
 {
-    return std::all_of(text.begin(), text.end(), [](char16_t c) { return c == u' ' || c == 0xA0; });
+    return std::all_of(text.begin(), text.end(),
+                       [](char16_t c) { return c == u' ' || c == 0xA0 || c == 0xF8FE || c == 0xF8FD; });
 }
 
 // ---- json ------------------------------------------------------------------
@@ -126,18 +139,50 @@ private:
 
 // ---- screen ----------------------------------------------------------------
 
+// Index 0-7 (red 4, green 2, blue 1) of the basic colour nearest a 6-bit
+// RRGGBB value: a component counts when its high bit is set.
+int colour_index(uint8_t rgb)
+{
+    return ((rgb >> 5) & 1) << 2 | ((rgb >> 3) & 1) << 1 | ((rgb >> 1) & 1);
+}
+
 const char *ansi_colour(uint8_t rgb)
 {
-    // Nearest of the eight basic terminal colours, by the high bit of each component.
     static const char *codes[8] = {"30", "34", "32", "36", "31", "35", "33", "37"};
-    int index = ((rgb >> 5) & 1) << 2 | ((rgb >> 3) & 1) << 1 | ((rgb >> 1) & 1);
-    return codes[index];
+    return codes[colour_index(rgb)];
 }
 
 class ScreenSink : public Sink {
 public:
     ScreenSink(FILE *out, bool ansi, int columns) : out_(out), ansi_(ansi), columns_(columns) {}
+    // A viewer sees only the last picture of each media time (a 708 line
+    // arrives character by character within one packet), so a picture is
+    // drawn once time moves on.
     void picture(double time, const std::vector<Line> &lines) override
+    {
+        if (pending_ && time > pending_time_)
+            draw_pending();
+        pending_ = true;
+        pending_time_ = time;
+        pending_lines_ = lines;
+    }
+    void finish(double) override
+    {
+        if (pending_)
+            draw_pending();
+    }
+
+private:
+    void draw_pending()
+    {
+        pending_ = false;
+        if (drawn_any_ && same_picture(pending_lines_, drawn_))
+            return;
+        drawn_any_ = true;
+        drawn_ = pending_lines_;
+        draw(pending_time_, drawn_);
+    }
+    void draw(double time, const std::vector<Line> &lines)
     {
         std::fprintf(out_, "%s\n", timestamp(time, '.').c_str());
         std::string rule = "   +" + std::string((size_t)columns_, '-') + "+\n";
@@ -152,8 +197,6 @@ public:
         }
         std::fputs(rule.c_str(), out_);
     }
-
-private:
     void draw_row(int row, const std::vector<Line> &lines)
     {
         struct Cell {
@@ -185,7 +228,7 @@ private:
                 }
                 current = cell.pen;
             }
-            out += utf8(std::u16string(1, cell.c));
+            out += utf8(displayed(std::u16string(1, cell.c)));
         }
         if (ansi_)
             out += "\x1b[0m";
@@ -195,23 +238,20 @@ private:
     FILE *out_;
     bool ansi_;
     int columns_;
+    bool pending_ = false, drawn_any_ = false;
+    double pending_time_ = 0;
+    std::vector<Line> pending_lines_, drawn_;
 };
 
 // ---- vtt and srt -----------------------------------------------------------
 
+// The eight caption colours by the high bit of each 2-bit component, so that
+// the 608 table's half-intensity values (0x2A white, 0x20 red) and the 708
+// full-intensity ones name the same class.  White is the default: no class.
 const char *colour_class(uint8_t rgb)
 {
-    switch (rgb) {
-    case 0x3F: return nullptr;  // white: the default, no class
-    case 0x30: return "red";
-    case 0x0C: return "green";
-    case 0x03: return "blue";
-    case 0x0F: return "cyan";
-    case 0x33: return "magenta";
-    case 0x3C: return "yellow";
-    case 0x00: return "black";
-    default: return nullptr;
-    }
+    static const char *names[8] = {"black", "blue", "green", "cyan", "red", "magenta", "yellow", nullptr};
+    return names[colour_index(rgb)];
 }
 
 std::string escape_cue(const std::string &s)
@@ -226,30 +266,39 @@ std::string escape_cue(const std::string &s)
     return out;
 }
 
-std::string cue_text(const Cue &cue, bool colours)
+
+// Blanks stay outside the style tags, so that no styled span is blank and the
+// line's leading and trailing blanks can be cut; `cut` says how many leading
+// columns went.
+std::string cue_text(const Cue &cue, bool colours, int &cut)
 {
     std::string out;
     int base = cue.runs.empty() ? 0 : cue.runs.front().column;
     int at = 0;
-    for (size_t k = 0; k < cue.runs.size(); k++) {
-        const SegmentCopy &r = cue.runs[k];
-        std::u16string text = r.text;
+    for (const SegmentCopy &r : cue.runs) {
         if (r.column - base > at)
             out += std::string((size_t)(r.column - base - at), ' ');
-        at = std::max(at, r.column - base) + (int)text.size();
-        // Leading spaces of the line and trailing spaces of the last run carry no caption text.
-        std::string body = escape_cue(utf8(text));
-        if (k + 1 == cue.runs.size())
-            body.erase(body.find_last_not_of(' ') + 1);
+        at = std::max(at, r.column - base) + (int)r.text.size();
+        std::u16string text = displayed(r.text);
+        size_t first = text.find_first_not_of(u' ');
+        if (first == std::u16string::npos) {
+            out += std::string(text.size(), ' ');
+            continue;
+        }
+        size_t last = text.find_last_not_of(u' ');
         const char *cls = colours ? colour_class(r.pen.fg_color) : nullptr;
         std::string open, close;
         if (cls) { open += std::string("<c.") + cls + ">"; close = "</c>" + close; }
         if (r.pen.attributes & SOFTCC_PEN_ITALICS) { open += "<i>"; close = "</i>" + close; }
         if (r.pen.attributes & SOFTCC_PEN_UNDERLINE) { open += "<u>"; close = "</u>" + close; }
-        out += body.empty() ? body : open + body + close;
+        out += std::string(first, ' ') + open + escape_cue(utf8(text.substr(first, last + 1 - first))) + close +
+               std::string(text.size() - 1 - last, ' ');
     }
     size_t first = out.find_first_not_of(' ');
-    return first == std::string::npos ? std::string() : out.substr(first);
+    if (first == std::string::npos)
+        return std::string();
+    cut = (int)first;
+    return out.substr(first, out.find_last_not_of(' ') + 1 - first);
 }
 
 class CueSink : public Sink {
@@ -269,13 +318,14 @@ public:
         }
         int number = 0;
         for (const Cue &c : cues) {
-            std::string text = cue_text(c, vtt_);
+            int cut = 0;
+            std::string text = cue_text(c, vtt_, cut);
             if (text.empty())
                 continue;
             number++;
             if (vtt_) {
                 int line = (int)std::lround(c.screen_row * 100.0 / 15 + 100.0 / 30);
-                int position = (int)std::lround(c.screen_column * 100.0 / columns_);
+                int position = (int)std::lround((c.screen_column + cut) * 100.0 / columns_);
                 std::fprintf(out_, "%s --> %s line:%d%% position:%d%% align:start\n%s\n\n",
                              timestamp(c.start, '.').c_str(), timestamp(c.end, '.').c_str(), line,
                              std::clamp(position, 0, 100), text.c_str());

@@ -1,5 +1,6 @@
 #include "readers.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <sstream>
@@ -207,6 +208,21 @@ struct PacketAssembler {
     }
 };
 
+// A/53 cc_data triplets: cc_type 0 and 1 are field 1 and field 2 pairs, 3
+// and 2 the DTVCC packet bytes; cc_valid 0 carries nothing.
+void read_triplets(const uint8_t *p, unsigned count, double time, int line_no, Stream &out, PacketAssembler &dtvcc)
+{
+    for (unsigned k = 0; k < count; k++, p += 3) {
+        if (!(p[0] & 0x04))
+            continue;
+        int cc_type = p[0] & 0x03;
+        if (cc_type == 0 || cc_type == 1)
+            add_pair(out, time, cc_type == 0 ? Channel::Field1 : Channel::Field2, p[1], p[2]);
+        else
+            dtvcc.add(out, time, cc_type, p[1], p[2], line_no);
+    }
+}
+
 // Decodes one CDP's cc_data; returns a description of the damage or "".
 std::string read_cdp(const uint8_t *cdp, size_t n, double time, int line_no, Stream &out,
                      PacketAssembler &dtvcc)
@@ -228,19 +244,9 @@ std::string read_cdp(const uint8_t *cdp, size_t n, double time, int line_no, Str
             p += 5;
         } else if (id == 0x72) {
             if (p + 1 >= end) break;
-            unsigned count = cdp[p + 1] & 0x1F;
-            p += 2;
-            for (unsigned k = 0; k < count && p + 3 <= end; k++, p += 3) {
-                uint8_t head = cdp[p];
-                if (!(head & 0x04))
-                    continue;  // cc_valid 0 carries nothing
-                int cc_type = head & 0x03;
-                if (cc_type == 0 || cc_type == 1)
-                    add_pair(out, time, cc_type == 0 ? Channel::Field1 : Channel::Field2, cdp[p + 1],
-                             cdp[p + 2]);
-                else
-                    dtvcc.add(out, time, cc_type, cdp[p + 1], cdp[p + 2], line_no);
-            }
+            unsigned count = std::min<size_t>(cdp[p + 1] & 0x1F, (end - p - 2) / 3);
+            read_triplets(cdp + p + 2, count, time, line_no, out, dtvcc);
+            p += 2 + 3 * count;
         } else if (id == 0x73) {
             if (p + 1 >= end) break;
             p += 2 + (cdp[p + 1] & 0x0F) * 7u;
@@ -340,6 +346,75 @@ void read_raw_708(const std::vector<uint8_t> &data, Stream &out)
         out.has_708 = true;
         i += n;
     }
+}
+
+namespace {
+
+// Seconds per frame by the sequence header's frame_rate_code (0 and 9-15 are reserved).
+double mpeg2_frame_seconds(unsigned code)
+{
+    static const double rates[9] = {0, 24000.0 / 1001, 24, 25, 30000.0 / 1001, 30, 50, 60000.0 / 1001, 60};
+    return code >= 1 && code <= 8 ? 1.0 / rates[code] : kNtscFrame;
+}
+
+struct Picture {
+    int64_t presentation = 0;   // frame number in presentation order
+    int number = 0;             // 1-based, in decode order
+    std::vector<uint8_t> cc;    // its cc_data triplets
+};
+
+}  // namespace
+
+bool read_mpeg2_es(const std::vector<uint8_t> &data, Stream &out, std::string &error)
+{
+    if (data.size() < 4 || data[0] != 0 || data[1] != 0 || data[2] != 1 || data[3] != 0xB3) {
+        error = "not an MPEG-2 video elementary stream (no sequence header at the start)";
+        return false;
+    }
+    double frame_seconds = kNtscFrame;
+    std::vector<Picture> pictures;
+    int64_t gop_base = 0, gop_end = 0;  // first frame of the group, one past its last
+    for (size_t i = 0; i + 4 <= data.size(); i++) {
+        if (data[i] != 0 || data[i + 1] != 0 || data[i + 2] != 1 || i + 4 == data.size())
+            continue;
+        const uint8_t *p = data.data() + i + 4;
+        size_t left = data.size() - i - 4;
+        uint8_t code = data[i + 3];
+        if (code == 0xB3 && left >= 4) {
+            frame_seconds = mpeg2_frame_seconds(p[3] & 0x0F);
+        } else if (code == 0xB8) {
+            // Temporal references count from 0 again in each group of pictures.  The
+            // group ends after its highest reference: a stream cut inside a group
+            // lacks some of its leading pictures.
+            gop_base = gop_end;
+        } else if (code == 0x00 && left >= 2) {
+            int temporal_reference = p[0] << 2 | p[1] >> 6;
+            pictures.push_back(Picture{gop_base + temporal_reference, (int)pictures.size() + 1, {}});
+            gop_end = std::max(gop_end, gop_base + temporal_reference + 1);
+        } else if (code == 0xB2 && left >= 7 && std::equal(p, p + 5, (const uint8_t *)"GA94\x03") &&
+                   !pictures.empty() && (p[5] & 0x40)) {
+            // GA94 user data of the picture before it: flags and cc_count, em_data, triplets.
+            size_t count = p[5] & 0x1F;
+            if (7 + 3 * count > left) {
+                out.warnings.push_back({pictures.back().number, "cc_data cut short by the end of the stream"});
+                count = (left - 7) / 3;
+            }
+            pictures.back().cc.insert(pictures.back().cc.end(), p + 7, p + 7 + 3 * count);
+        }
+    }
+    // The decoder needs the pictures' captions in the order they are shown.
+    std::stable_sort(pictures.begin(), pictures.end(),
+                     [](const Picture &a, const Picture &b) { return a.presentation < b.presentation; });
+    PacketAssembler dtvcc;
+    double last_time = 0;
+    for (const Picture &picture : pictures) {
+        last_time = picture.presentation * frame_seconds;
+        read_triplets(picture.cc.data(), (unsigned)(picture.cc.size() / 3), last_time, picture.number, out, dtvcc);
+    }
+    if (dtvcc.flush_short(out, last_time))
+        out.warnings.push_back({pictures.empty() ? 0 : pictures.back().number,
+                                "DTVCC packet cut short by the end of the stream"});
+    return true;
 }
 
 }  // namespace softcc

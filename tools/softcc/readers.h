@@ -31,6 +31,11 @@ struct Stream {
 // Each returns false with `error` set when the text is not of its format.
 bool read_scc(const std::string &text, Stream &out, std::string &error);
 bool read_mcc(const std::string &text, Stream &out, std::string &error);
+// MPEG-2 video elementary stream: the A/53 cc_data of each picture's GA94
+// user data, in presentation order (by temporal reference within each group
+// of pictures) at the sequence header's frame rate.  A warning's line is the
+// number of the picture in decode order.
+bool read_mpeg2_es(const std::vector<uint8_t> &data, Stream &out, std::string &error);
 // Raw field pairs, one per frame at 29.97 fps.
 void read_raw_608(const std::vector<uint8_t> &data, Stream &out);
 // Raw DTVCC byte stream, split into packets by their size codes, one per frame.

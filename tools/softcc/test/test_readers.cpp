@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
-
 #include "readers.h"
 
 using namespace softcc;
@@ -10,14 +7,6 @@ using namespace softcc;
 namespace {
 
 std::vector<uint8_t> pair_at(const Stream &s, size_t i) { return s.chunks.at(i).bytes; }
-
-std::string slurp(const std::string &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
 
 }  // namespace
 
@@ -43,15 +32,11 @@ TEST(Scc, PairsGoOutOnePerFrameWithNullsBetweenLines)
     EXPECT_NEAR(s.chunks[5].time, 5 * 1001.0 / 30000.0, 1e-9);
     EXPECT_TRUE(s.has_608);
     EXPECT_TRUE(s.warnings.empty());
-}
-
-TEST(Scc, OverlongLinePushesNextLineLaterNotBack)
-{
-    Stream s;
-    std::string error;
-    ASSERT_TRUE(read_scc("Scenarist_SCC V1.0\n00:00:00:00 9420 9420 9420\n00:00:00:01 c1c1\n", s, error));
-    ASSERT_EQ(s.chunks.size(), 4u);
-    EXPECT_NEAR(s.chunks[3].time, 3 * 1001.0 / 30000.0, 1e-9);
+    // Pairs that run past the next line's timecode push that line later, never back.
+    Stream over;
+    ASSERT_TRUE(read_scc("Scenarist_SCC V1.0\n00:00:00:00 9420 9420 9420\n00:00:00:01 c1c1\n", over, error));
+    ASSERT_EQ(over.chunks.size(), 4u);
+    EXPECT_NEAR(over.chunks[3].time, 3 * 1001.0 / 30000.0, 1e-9);
 }
 
 TEST(Scc, DamageWarnsWithLineAndDecodingContinues)
@@ -69,38 +54,11 @@ TEST(Scc, DamageWarnsWithLineAndDecodingContinues)
     EXPECT_EQ(s.chunks.back().bytes, (std::vector<uint8_t>{0x94, 0x20}));
 }
 
-TEST(Scc, RejectsFileWithoutHeader)
-{
-    Stream s;
-    std::string error;
-    EXPECT_FALSE(read_scc("00:00:00:00 9420\n", s, error));
-    EXPECT_FALSE(error.empty());
-}
-
 TEST(Mcc, ExtractsFieldPairsAndDtvccPacketsFromCdp)
 {
-    // CDP: 96 69 len rate flags seq seq, 72 E4 + 4 triplets, footer 74 seq seq sum.
-    std::vector<uint8_t> cdp = {0x96, 0x69, 0, 0x4F, 0x43, 0x00, 0x01, 0x72, 0xE4,
-                                0xFC, 0x94, 0x20,  // field 1
-                                0xFD, 0x15, 0x2C,  // field 2
-                                0xFF, 0x02, 0x21,  // DTVCC start: size code 2 -> 4 bytes
-                                0xFE, 0x8C, 0x01,  // continues: packet complete
-                                0x74, 0x00, 0x01, 0x00};
-    cdp[2] = (uint8_t)cdp.size();
-    unsigned sum = 0;
-    for (size_t i = 0; i + 1 < cdp.size(); i++) sum += cdp[i];
-    cdp.back() = (uint8_t)(256 - (sum & 0xFF));
-    char buf[4];
-    // T <count> S <rest of the CDP> <ANC checksum>
-    std::string hex = "T";
-    std::snprintf(buf, sizeof buf, "%02X", (unsigned)cdp.size());
-    hex += buf;
-    hex += "S";
-    for (size_t i = 2; i < cdp.size(); i++) {
-        std::snprintf(buf, sizeof buf, "%02X", cdp[i]);
-        hex += buf;
-    }
-    hex += "00";
+    // ANC 61 01, count, CDP (96 69 len rate flags seq; 72 E4 and four triplets: field 1, field 2,
+    // a DTVCC start of size code 2 and its continuation; footer 74 seq sum), ANC checksum.
+    std::string hex = "T19S194F43000172E4FC9420FD152CFF0221FE8C01740001EF7B";
     Stream s;
     std::string error;
     ASSERT_TRUE(read_mcc("File Format=MacCaption_MCC V2.0\n\nTime Code Rate=30DF\n\n00:00:01;00\t" + hex + "\n", s,
@@ -135,14 +93,18 @@ TEST(Mcc, ShortPacketIsCompletedWithZerosAndInvalidTripletsCarryNothing)
     EXPECT_TRUE(cut_short);
 }
 
-TEST(Mcc, LetterSubstitutionsAndMalformedHex)
+TEST(Readers, MalformedHexWarnsAndOtherFormatsAreRefused)
 {
     Stream s;
     std::string error;
     ASSERT_TRUE(read_mcc("File Format=MacCaption_MCC V1.0\nTime Code Rate=30\n00:00:00:00\tT0Xq\n", s, error));
     ASSERT_EQ(s.warnings.size(), 1u);
     EXPECT_EQ(s.warnings[0].line, 3);
+    // A file of another format is refused whole, with a reason.
     EXPECT_FALSE(read_mcc("Scenarist_SCC V1.0\n", s, error));
+    error.clear();
+    EXPECT_FALSE(read_scc("00:00:00:00 9420\n", s, error));
+    EXPECT_FALSE(error.empty());
 }
 
 TEST(Raw, Dtvcc708SplitsPacketsBySizeCode)
@@ -153,18 +115,26 @@ TEST(Raw, Dtvcc708SplitsPacketsBySizeCode)
     EXPECT_EQ(s.chunks[1].bytes.size(), 2u);
 }
 
-TEST(Samples, BigBuckBunnyHasEighteenShortPacketsAndBothFields)
+TEST(Mpeg2, CaptionsFollowPresentationOrderAcrossGroupsOfPictures)
 {
-    std::string path = std::string(VQSOFTCC_SAMPLES_DIR) + "/caption-inspector/BigBuckBunny_256x144-24fps.mcc";
-    std::string text = slurp(path);
-    if (text.empty())
-        GTEST_SKIP() << "samples absent";
+    // Sequence header at 25 fps; a group cut before its picture 0 (references 2, 1), then a new group (0).
+    std::vector<uint8_t> es = {0, 0, 1, 0xB3, 0x16, 0x01, 0x20, 0x13, 0, 0, 1, 0xB8, 0, 0, 0, 0};
+    auto picture = [&](int temporal_reference, uint8_t b1) {
+        es.insert(es.end(), {0, 0, 1, 0x00, (uint8_t)(temporal_reference >> 2), (uint8_t)(temporal_reference << 6),
+                             0, 0, 1, 0xB2, 'G', 'A', '9', '4', 3, 0x42, 0xFF, 0xFC, b1, 0x80, 0xFA, 0, 0});
+    };
+    picture(2, 0xC2);
+    picture(1, 0xC1);
+    es.insert(es.end(), {0, 0, 1, 0xB8, 0, 0, 0, 0});
+    picture(0, 0xC3);
     Stream s;
     std::string error;
-    ASSERT_TRUE(read_mcc(text, s, error));
-    int cut = 0;
-    for (const Warning &w : s.warnings) cut += w.message.find("cut short") != std::string::npos;
-    EXPECT_EQ(cut, 18);
-    EXPECT_TRUE(s.has_608);
-    EXPECT_TRUE(s.has_708);
+    ASSERT_TRUE(read_mpeg2_es(es, s, error)) << error;
+    ASSERT_EQ(s.chunks.size(), 3u);
+    EXPECT_EQ(pair_at(s, 0)[0], 0xC1);
+    EXPECT_DOUBLE_EQ(s.chunks[0].time, 1 / 25.0);
+    EXPECT_EQ(pair_at(s, 1)[0], 0xC2);
+    EXPECT_EQ(pair_at(s, 2)[0], 0xC3);
+    EXPECT_DOUBLE_EQ(s.chunks[2].time, 3 / 25.0);  // the first group ends after reference 2
+    EXPECT_FALSE(read_mpeg2_es({0, 0, 1, 0xB2}, s, error));
 }
