@@ -113,8 +113,9 @@ RCL, EOC, EDM, ENM = (control(0x14, c) for c in (0x20, 0x2F, 0x2C, 0x2E))
 RDC, CR, RU2, RU3 = (control(0x14, c) for c in (0x29, 0x2D, 0x25, 0x26))
 
 
-def write_scc(path):
-    lines = [
+def scc_lines():
+    """(seconds, [hex word, ...]) of each line of the demo SCC."""
+    return [
         # Pop-on: built in the hidden memory, shown whole at End Of Caption.
         (0.5, RCL + ENM + pac(13, indent=4) + text("Pop-on captions appear whole") +
          pac(14, colour="yellow") + text("in yellow,") + mid_row(italics=True) + text("italics") +
@@ -133,8 +134,11 @@ def write_scc(path):
         (16.0, pac(6, colour="red") + text("shows as it is typed.")),
         (18.5, EDM),
     ]
+
+
+def write_scc(path):
     out = ["Scenarist_SCC V1.0", ""]
-    for seconds, codes in lines:
+    for seconds, codes in scc_lines():
         out.append(timecode(frame_of(seconds)) + "\t" + " ".join(codes))
         out.append("")
     with open(path, "w", newline="\r\n") as f:
