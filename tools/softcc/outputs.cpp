@@ -269,8 +269,9 @@ std::string escape_cue(const std::string &s)
 
 // Blanks stay outside the style tags, so that no styled span is blank and the
 // line's leading and trailing blanks can be cut; `cut` says how many leading
-// columns went.
-std::string cue_text(const Cue &cue, bool colours, int &cut)
+// columns went.  WebVTT text escapes & < > and carries colour classes;
+// SubRip has neither entities nor classes, and players show its text as is.
+std::string cue_text(const Cue &cue, bool vtt, int &cut)
 {
     std::string out;
     int base = cue.runs.empty() ? 0 : cue.runs.front().column;
@@ -286,12 +287,13 @@ std::string cue_text(const Cue &cue, bool colours, int &cut)
             continue;
         }
         size_t last = text.find_last_not_of(u' ');
-        const char *cls = colours ? colour_class(r.pen.fg_color) : nullptr;
+        const char *cls = vtt ? colour_class(r.pen.fg_color) : nullptr;
         std::string open, close;
         if (cls) { open += std::string("<c.") + cls + ">"; close = "</c>" + close; }
         if (r.pen.attributes & SOFTCC_PEN_ITALICS) { open += "<i>"; close = "</i>" + close; }
         if (r.pen.attributes & SOFTCC_PEN_UNDERLINE) { open += "<u>"; close = "</u>" + close; }
-        out += std::string(first, ' ') + open + escape_cue(utf8(text.substr(first, last + 1 - first))) + close +
+        std::string words = utf8(text.substr(first, last + 1 - first));
+        out += std::string(first, ' ') + open + (vtt ? escape_cue(words) : words) + close +
                std::string(text.size() - 1 - last, ' ');
     }
     size_t first = out.find_first_not_of(' ');
