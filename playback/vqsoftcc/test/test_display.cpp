@@ -246,7 +246,7 @@ TEST_F(DisplayTest, RandomEditsMatchGridModelInEveryDirection)
         for (int step = 0; step < 3000; ++step) {
             int what = (int)(rng() % 16);
             if (what < 7) {
-                std::u16string text(1 + rng() % (rng() % 8 == 0 ? 60 : 8), u' ');
+                std::u16string text(rng() % 8 == 0 ? 1 + rng() % 60 : 1 + rng() % 8, u' ');
                 std::generate(text.begin(), text.end(), [&] { return char16_t('a' + rng() % 26); });
                 Cell look{0, uint8_t(rng() % 3), uint8_t(rng() % 2), true, rng() % 16 == 0};
                 int row = vertical ? pos : line, column = vertical ? line : pos;
