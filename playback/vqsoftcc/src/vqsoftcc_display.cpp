@@ -409,46 +409,25 @@ SoftCCStatus vqsoftcc_internal_erase_at_cursor(CaptionWindow *window, uint8_t co
     return SOFTCC_OK;
 }
 
+/* The cursor steps back against the print direction and the character it
+ * lands on goes; at the far edge, where it cannot step past the last
+ * character, that one goes first. */
 SoftCCStatus vqsoftcc_internal_backspace(CaptionWindow *window)
 {
-    SoftCCStatus status = SOFTCC_OK;
-    int last_row = window->row_count - 1;
-    int last_column = window->column_count - 1;
-    switch (window->style.print_direction) {
-    case 1:
-        if (window->cursor_column == 0 && (status = vqsoftcc_internal_erase_at_cursor(window, 1)))
+    uint32_t direction = window->style.print_direction;
+    bool along_rows = direction == 2 || direction == 3;
+    bool leftward = is_right_aligned(direction);
+    int16_t *cursor = along_rows ? &window->cursor_row : &window->cursor_column;
+    int last = (along_rows ? window->row_count : window->column_count) - 1;
+    if (*cursor == (leftward ? 0 : last)) {
+        SoftCCStatus status = vqsoftcc_internal_erase_at_cursor(window, 1);
+        if (status != SOFTCC_OK)
             return status;
-        if (window->cursor_column + 1 <= last_column)
-            ++window->cursor_column;
-        else
-            window->cursor_column = (int16_t)last_column;
-        break;
-    case 2:
-        if (window->cursor_row == last_row && (status = vqsoftcc_internal_erase_at_cursor(window, 1)))
-            return status;
-        if (window->cursor_row > 0)
-            --window->cursor_row;
-        else
-            window->cursor_row = 0;
-        break;
-    case 3:
-        if (window->cursor_row == 0 && (status = vqsoftcc_internal_erase_at_cursor(window, 1)))
-            return status;
-        if (window->cursor_row + 1 <= last_row)
-            ++window->cursor_row;
-        else
-            window->cursor_row = (int16_t)last_row;
-        break;
-    default:
-        if (window->cursor_column == last_column &&
-            (status = vqsoftcc_internal_erase_at_cursor(window, 1)))
-            return status;
-        if (window->cursor_column > 0)
-            --window->cursor_column;
-        else
-            window->cursor_column = 0;
-        break;
     }
+    if (leftward)
+        *cursor = (int16_t)(*cursor < last ? *cursor + 1 : last);
+    else
+        *cursor = (int16_t)(*cursor > 0 ? *cursor - 1 : 0);
     return vqsoftcc_internal_erase_at_cursor(window, 1);
 }
 

@@ -4,7 +4,7 @@
 #include "fake_platform.h"
 #include "vqsoftcc_internal.h"
 
-static void BM_TypeAndCloseFillingWindow(benchmark::State &state)
+static void BM_DisplayTypeAndCloseFillingWindow(benchmark::State &state)
 {
     fake_platform::reset();
     SoftCCContext context = {};
@@ -29,9 +29,11 @@ static void BM_TypeAndCloseFillingWindow(benchmark::State &state)
         vqsoftcc_internal_clear_window(&window);
         state.ResumeTiming();
     }
+    uint64_t allocations = fake_platform::malloc_calls();
     vqsoftcc_internal_delete_window(&window);
     state.SetItemsProcessed(typed);
+    state.counters["allocs_per_char"] = (double)allocations / (double)typed;
     state.counters["ns_per_char"] = benchmark::Counter(
         (double)typed, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
-BENCHMARK(BM_TypeAndCloseFillingWindow);
+BENCHMARK(BM_DisplayTypeAndCloseFillingWindow);

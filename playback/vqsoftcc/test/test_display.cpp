@@ -1,237 +1,317 @@
 // Text runs and cursor editing of the caption display model.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "fake_platform.h"
 #include "vqsoftcc_internal.h"
 
 namespace {
 
+// One run typed from a cursor (text in typing order), closed with these attributes.
+struct Typed { int row, column; std::u16string text; uint8_t pen = 0, mode = 0, no_merge = 0; };
+
+// Runs typed in a 15-row window, then maybe an edit at a cursor column on
+// their row, and what the list and the cursor show afterwards.
+struct EditCase {
+    const char *name;
+    uint32_t print;
+    std::vector<Typed> typed;
+    std::string expected;
+    SoftCCStatus (*edit)(CaptionWindow *) = nullptr;
+    int column = 0, column_after = 0;
+};
+
+const auto kBackspace = vqsoftcc_internal_backspace;
+
+// Windows are 60 columns wide without an edit, 32 with one.
+const EditCase kEditCases[] = {
+    {"other pen splits", 0, {{0, 1, u"ABCDEFG"}, {0, 3, u"XY", 5}}, "0:1:AB 0:3:XY 0:5:EFG "},
+    {"leftward split, join", 1, {{0, 5, u"EDCBA"}, {0, 3, u"YX", 5}, {0, 3, u"UV"}}, "0:1:AVUDE "},
+    {"53 together", 0, {{1, 0, std::u16string(26, u'a')}, {1, 26, std::u16string(27, u'b')}},
+     "1:0:" + std::string(26, 'a') + " 1:26:" + std::string(27, 'b') + " "},
+    {"caption mode", 0, {{0, 1, u"ABC", 0, 2}, {0, 4, u"DE", 0, 1}}, "0:1:ABC 0:4:DE "},
+    {"no_merge", 0, {{0, 1, u"A"}, {0, 4, u"D"}, {0, 2, u"BC", 0, 0, 1}}, "0:1:A 0:2:BC 0:4:D "},
+    {"no_merge before", 0, {{0, 1, u"A", 0, 0, 1}, {0, 4, u"D"}, {0, 2, u"BC"}}, "0:1:A 0:2:BCD "},
+    {"backspace inside splits", 0, {{0, 0, u"ABCDE"}}, "0:0:AB 0:3:DE ", kBackspace, 3, 2},
+    // At the far edge of the line backspace erases two characters.
+    {"backspace at the last column", 0, {{0, 27, u"VWXYZ"}}, "0:27:VWX ", kBackspace, 31, 30},
+    {"leftward backspace at column 0", 1, {{0, 2, u"ABC"}}, "0:2:A ", kBackspace, 0, 1},
+    {"leftward delete runs right", 1, {{0, 12, u"ABCDEFGH"}}, "0:5:HGFED ",
+     vqsoftcc_internal_delete_to_end_of_row, 10, 10},
+    {"roll-up line", 0, {{13, 0, u"FIRST"}, {14, 0, u"HELLO WORLD"}, {14, 3, u"XY", 5}},
+     "12:0:FIRST 13:0:HEL 13:3:XY 13:5: WORLD ",
+     [](CaptionWindow *w) { return vqsoftcc_internal_scroll_window(w), SOFTCC_OK; }, 11, 11},
+};
+
 class DisplayTest : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        fake_platform::reset();
-        context = {};
-        context.current_window = 0;
-        window().defined = 1;
-        window().row_count = 15;
-        window().column_count = 32;
-        window().style.scroll_direction = 3;
-    }
+    void SetUp() override { fake_platform::reset(), reshape(15, 32, 0, 3); } // window 0 is current
     void TearDown() override
     {
         vqsoftcc_internal_delete_window(&window());
         EXPECT_EQ(fake_platform::live_blocks(), 0);
     }
     CaptionWindow &window() { return context.windows[0]; }
-
-    void type(int row, int column, const std::u16string &text)
+    // Empties the window, puts the cursor home and gives it this size and these directions.
+    void reshape(int rows, int columns, uint32_t print, uint32_t scroll)
     {
-        window().cursor_row = (int16_t)row;
-        window().cursor_column = (int16_t)column;
-        for (char16_t ch : text)
-            ASSERT_EQ(vqsoftcc_internal_add_char_to_current_segment(&window(), ch), SOFTCC_OK);
-        ASSERT_EQ(vqsoftcc_internal_terminate_current_segment(&context), SOFTCC_OK);
+        vqsoftcc_internal_delete_window(&window());
+        at(0, 0);
+        window().defined = 1;
+        window().row_count = (uint8_t)rows;
+        window().column_count = (uint8_t)columns;
+        window().style.print_direction = print;
+        window().style.scroll_direction = scroll;
     }
-    // "row:column:text" per run, in list order.
+    void at(int16_t row, int16_t col) { window().cursor_row = row, window().cursor_column = col; }
+    // Types and closes one run, noting every status; the close's status.
+    SoftCCStatus type(const Typed &run)
+    {
+        at(run.row, run.column);
+        for (char16_t ch : run.text)
+            statuses.push_back(vqsoftcc_internal_add_char_to_current_segment(&window(), ch));
+        window().pen.fg_color = run.pen;
+        if (TextSegment *open = window().current_segment)
+            open->caption_mode = run.mode, open->no_merge = run.no_merge;
+        statuses.push_back(vqsoftcc_internal_terminate_current_segment(&context));
+        return statuses.back();
+    }
+    // Types a case's runs into a fresh window, then makes its edit.
+    void play(const EditCase &c)
+    {
+        reshape(15, c.edit ? 32 : 60, c.print, 3);
+        statuses.clear();
+        for (const Typed &run : c.typed)
+            type(run);
+        if (c.edit != nullptr)
+            window().cursor_column = (int16_t)c.column, statuses.push_back(c.edit(&window()));
+    }
+    // "row:column:text " per run, in list order.
     std::string runs()
     {
         std::string out;
-        for (TextSegment *s = window().segments; s != nullptr; s = s->next) {
-            out += std::to_string(s->row) + ":" + std::to_string(s->column) + ":";
-            for (int i = 0; i < s->length; ++i)
-                out += s->text[i] ? (char)s->text[i] : '_';
-            out += " ";
-        }
+        for (TextSegment *s = window().segments; s != nullptr; s = s->next)
+            out += std::to_string(s->row) + ":" + std::to_string(s->column) + ":" +
+                   std::string(s->text, s->text + s->length) + " ";
         return out;
     }
+    // The first run breaking the list's shape, "" if none: runs are sorted
+    // by line then position without overlap, hold 1..52 characters in the
+    // alignment of the print direction, and the open run is not among them.
+    std::string list_problem()
+    {
+        const CaptionWindow &w = window();
+        bool vertical = w.style.scroll_direction <= 1, right = w.style.print_direction % 2 == 1;
+        int line = -1, end = 0;
+        for (const TextSegment *s = w.segments; s != nullptr; s = s->next) {
+            int l = vertical ? s->column : s->row, start = vertical ? s->row : s->column;
+            const uint16_t *aligned = right ? &s->chars[52 - s->length] : s->chars;
+            if (s == w.current_segment || s->text != aligned || l < line ||
+                (l == line && start < end) || s->length < 1 || s->length > 52)
+                return "bad run at " + std::to_string(l) + "/" + std::to_string(start);
+            line = l, end = start + s->length;
+        }
+        return "";
+    }
 
-    SoftCCContext context;
+    SoftCCContext context = {};
+    std::vector<SoftCCStatus> statuses;
 };
 
-TEST_F(DisplayTest, TypingLeftToRightMakesOneRun)
+TEST_F(DisplayTest, ClosingAndErasingCutSplitAndJoinRuns)
 {
-    type(2, 5, u"XYZ");
-    EXPECT_EQ(runs(), "2:5:XYZ ");
-    EXPECT_EQ(window().segments->text, window().segments->chars);
-}
-
-TEST_F(DisplayTest, TypingRightToLeftIsRightAligned)
-{
-    window().style.print_direction = 1;
-    type(2, 10, u"XYZ");
-    EXPECT_EQ(runs(), "2:8:ZYX ");
-    EXPECT_EQ(window().segments->text, &window().segments->chars[49]);
-}
-
-TEST_F(DisplayTest, CloseOverMiddleSplitsAndDifferentPenDoesNotJoin)
-{
-    type(0, 1, u"ABCDEFG");
-    window().pen.fg_color = 5;
-    type(0, 3, u"XY");
-    EXPECT_EQ(runs(), "0:1:AB 0:3:XY 0:5:EFG ");
-}
-
-TEST_F(DisplayTest, SamePenNeighboursJoin)
-{
-    type(0, 1, u"ABC");
-    type(0, 4, u"DE");
-    EXPECT_EQ(runs(), "0:1:ABCDE ");
-}
-
-TEST_F(DisplayTest, BackspaceSplitsRun)
-{
-    type(0, 0, u"ABCDE");
-    window().cursor_column = 3;
-    ASSERT_EQ(vqsoftcc_internal_backspace(&window()), SOFTCC_OK);
-    EXPECT_EQ(runs(), "0:0:AB 0:3:DE ");
-    EXPECT_EQ(window().cursor_column, 2);
-}
-
-TEST_F(DisplayTest, ScrollUpReleasesTopRow)
-{
-    type(0, 0, u"A");
-    type(1, 0, u"B");
+    for (const EditCase &c : kEditCases) {
+        SCOPED_TRACE(c.name);
+        play(c);
+        EXPECT_THAT(statuses, testing::Each(SOFTCC_OK));
+        EXPECT_EQ(runs(), c.expected);
+        EXPECT_EQ(list_problem(), "");
+        if (c.edit != nullptr)
+            EXPECT_EQ(window().cursor_column, c.column_after);
+    }
+    window().defined = 0;
     vqsoftcc_internal_scroll_window(&window());
-    EXPECT_EQ(runs(), "0:0:B ");
-}
-
-TEST_F(DisplayTest, FiftyThirdCharacterIsDroppedButCursorMoves)
-{
-    window().column_count = 60;
-    type(0, 0, std::u16string(53, u'A'));
-    EXPECT_EQ(window().segments->length, 52);
-    EXPECT_EQ(window().cursor_column, 53);
-}
-
-TEST_F(DisplayTest, ExactCoverRemovesOldRunAndJoinLimitHolds)
-{
-    type(0, 3, u"AB");
-    window().pen.fg_color = 2;
-    type(0, 3, u"XY");
-    EXPECT_EQ(runs(), "0:3:XY ");
-    window().column_count = 60;
-    type(1, 0, std::u16string(26, u'a'));
-    type(1, 26, std::u16string(27, u'b'));
-    EXPECT_EQ(window().segments->next->next->length, 27);
-}
-
-TEST_F(DisplayTest, ClosingWithoutWindowDoesNothing)
-{
+    EXPECT_EQ(runs(), "12:0:FIRST 13:0:HEL 13:3:XY 13:5: WORLD ");
     context.current_window = -1;
     EXPECT_EQ(vqsoftcc_internal_terminate_current_segment(&context), SOFTCC_OK);
 }
 
-TEST_F(DisplayTest, FailedSplitLeavesListAndRunCurrent)
+TEST_F(DisplayTest, FailedSplitsLeaveListAndOpenRun)
 {
-    type(0, 1, u"ABCDEFG");
-    window().pen.fg_color = 5;
-    window().cursor_column = 3;
-    ASSERT_EQ(vqsoftcc_internal_add_char_to_current_segment(&window(), 'X'), SOFTCC_OK);
+    // Closing: the list is unchanged, the run stays open and a later close retries.
+    ASSERT_EQ(type({0, 1, u"ABCDEFG"}), SOFTCC_OK);
     fake_platform::fail_nth_malloc(1);
-    EXPECT_EQ(vqsoftcc_internal_terminate_current_segment(&context), SOFTCC_ERR_NO_MEMORY);
+    EXPECT_EQ(type({0, 3, u"X", 5}), SOFTCC_ERR_NO_MEMORY);
     EXPECT_EQ(runs(), "0:1:ABCDEFG ");
-    ASSERT_NE(window().current_segment, nullptr);
-    EXPECT_EQ(vqsoftcc_internal_terminate_current_segment(&context), SOFTCC_OK);
+    EXPECT_EQ(type({0, 4, u"", 5}), SOFTCC_OK);
+    EXPECT_EQ(runs(), "0:1:AB 0:3:X 0:4:DEFG ");
+    // Erasing: the list is unchanged and the range stays open, so later
+    // erases refuse, a backspace only after moving the cursor.
+    at(0, 5);
+    fake_platform::fail_nth_malloc(1);
+    EXPECT_EQ(vqsoftcc_internal_erase_at_cursor(&window(), 1), SOFTCC_ERR_NO_MEMORY);
+    ASSERT_TRUE(window().current_segment != nullptr && window().current_segment->no_merge);
+    EXPECT_EQ(vqsoftcc_internal_backspace(&window()), SOFTCC_ERR_NO_MEMORY);
+    EXPECT_EQ(window().cursor_column, 4);
     EXPECT_EQ(runs(), "0:1:AB 0:3:X 0:4:DEFG ");
 }
 
-TEST_F(DisplayTest, DeleteToEndCarriageReturnAndSidewaysScroll)
+// Every case above with each allocation failing in turn (once, and from then
+// on), which reaches every allocation of typing, closing, splitting and
+// erasing: the case works or reports no memory, the list keeps its shape,
+// and deleting the window releases every block.
+TEST_F(DisplayTest, AllocationFailureSweepKeepsListWhole)
 {
-    type(0, 5, u"ABCDEFGH");
-    window().cursor_column = 10;
-    ASSERT_EQ(vqsoftcc_internal_delete_to_end_of_row(&window()), SOFTCC_OK);
-    EXPECT_EQ(runs(), "0:5:ABCDE ");
-    EXPECT_EQ(window().cursor_column, 10);
-    window().style.print_direction = 1;
-    vqsoftcc_internal_carriage_return(&window());
-    EXPECT_EQ(window().cursor_column, 31);
+    for (const EditCase &c : kEditCases)
+        for (auto fail : {fake_platform::fail_nth_malloc, fake_platform::fail_mallocs_from})
+            for (uint64_t n = 1;; ++n) {
+                SCOPED_TRACE(testing::Message() << c.name << ", failing allocation " << n);
+                fake_platform::reset();
+                fail(n);
+                play(c);
+                EXPECT_THAT(statuses, testing::Each(testing::AnyOf(SOFTCC_OK, SOFTCC_ERR_NO_MEMORY)));
+                EXPECT_EQ(list_problem(), "");
+                bool failed = fake_platform::failed_mallocs() != 0;
+                vqsoftcc_internal_delete_window(&window());
+                ASSERT_EQ(fake_platform::live_blocks(), 0);
+                if (!failed)
+                    break;
+            }
 }
 
-TEST_F(DisplayTest, ScrollLeftToRightReleasesRunOnLastColumn)
-{
-    window().style.scroll_direction = 0;
-    window().style.print_direction = 2;
-    type(0, 31, u"A");
-    type(0, 30, u"B");
-    vqsoftcc_internal_scroll_window(&window());
-    EXPECT_EQ(runs(), "0:31:B ");
-}
+// One window's text cell by cell: what each position holds and where runs
+// begin, with the joining rules (same pen and mode, neither marked no_merge,
+// 52 characters at most together) applied at each close.
+struct Cell {
+    uint16_t ch = 0;
+    uint8_t pen = 0, mode = 0;
+    bool used = false, no_merge = false, start = false; // start: a run begins here
+};
 
-// Random typing, closing and erasing left to right, compared cell by cell with
-// a grid and checked for sorted, non-overlapping, unjoinable runs.
-TEST_F(DisplayTest, RandomEditsMatchGridModel)
-{
-    std::mt19937 random(12345);
-    uint16_t grid_char[15][32] = {};
-    uint8_t grid_pen[15][32] = {};
-    for (int step = 0; step < 20000; ++step) {
-        int row = (int)(random() % 15), column = (int)(random() % 32);
-        if (random() % 3 != 0) {
-            int count = 1 + (int)(random() % 8);
-            uint8_t pen = (uint8_t)(random() % 2);
-            window().pen.fg_color = pen;
-            window().cursor_row = (int16_t)row;
-            window().cursor_column = (int16_t)column;
-            for (int i = 0; i < count; ++i) {
-                uint16_t ch = (uint16_t)('a' + random() % 26);
-                int at = std::min((int)window().cursor_column, 31);
-                ASSERT_EQ(vqsoftcc_internal_add_char_to_current_segment(&window(), ch), SOFTCC_OK);
-                grid_char[row][at] = ch;
-                grid_pen[row][at] = pen;
-            }
-            ASSERT_EQ(vqsoftcc_internal_terminate_current_segment(&context), SOFTCC_OK);
-        } else {
-            int count = 1 + (int)(random() % 10);
-            window().cursor_row = (int16_t)row;
-            window().cursor_column = (int16_t)column;
-            ASSERT_EQ(vqsoftcc_internal_terminate_current_segment(&context), SOFTCC_OK);
-            ASSERT_EQ(vqsoftcc_internal_erase_at_cursor(&window(), (uint8_t)count), SOFTCC_OK);
-            for (int c = column; c < std::min(32, column + count); ++c)
-                grid_char[row][c] = 0;
+struct GridModel {
+    int positions;
+    std::vector<std::vector<Cell>> lines;
+
+    bool used(int l, int p) { return p >= 0 && p < positions && lines[l][p].used; }
+    bool continues(int l, int p) { return used(l, p - 1) && used(l, p) && !lines[l][p].start; }
+    int run_begin(int l, int p) { return continues(l, p) ? run_begin(l, p - 1) : p; }
+    int run_end(int l, int p) { return continues(l, p + 1) ? run_end(l, p + 1) : p + 1; }
+    // Closes a run of n cells at a (erase: an erase range, placed, then taken out).
+    void place(int l, int a, const Cell *run, int n, bool erase)
+    {
+        int b = std::min(a + n, positions);
+        if (continues(l, a) && run_end(l, a) > b) // splitting: the head starts afresh
+            for (int p = run_begin(l, a - 1); p < a; ++p)
+                lines[l][p].no_merge = false;
+        for (int p = a; p < b; ++p) {
+            lines[l][p] = erase ? Cell{} : run[p - a];
+            lines[l][p].start = p == a;
         }
-        uint16_t seen[15][32] = {};
-        TextSegment *previous = nullptr;
-        for (TextSegment *s = window().segments; s != nullptr; s = s->next) {
-            ASSERT_GE(s->length, 1);
-            ASSERT_EQ(s->text, s->chars);
-            if (previous != nullptr) {
-                ASSERT_TRUE(previous->row < s->row ||
-                            (previous->row == s->row && previous->column + previous->length <= s->column));
-                ASSERT_FALSE(previous->row == s->row &&
-                             previous->column + previous->length == s->column &&
-                             previous->pen.fg_color == s->pen.fg_color);
-            }
-            ASSERT_NE(s, window().current_segment);
-            for (int i = 0; i < s->length; ++i) {
-                seen[s->row][s->column + i] = s->text[i];
-                ASSERT_EQ(s->pen.fg_color, grid_pen[s->row][s->column + i]);
-            }
-            previous = s;
+        if (b < positions)
+            lines[l][b].start = true;
+        for (int p : {a, b}) { // join with the run before, then the one after
+            if (erase || b == a || !used(l, p - 1) || !used(l, p))
+                continue;
+            const Cell &x = lines[l][p - 1], &y = lines[l][p];
+            if (x.pen == y.pen && x.mode == y.mode && !x.no_merge && !y.no_merge &&
+                run_end(l, p) - run_begin(l, p - 1) <= SOFTCC_SEGMENT_CHARS)
+                lines[l][p].start = false;
         }
-        for (int r = 0; r < 15; ++r)
-            for (int c = 0; c < 32; ++c)
-                ASSERT_EQ(seen[r][c], grid_char[r][c]) << "step " << step << " at " << r << "," << c;
     }
-}
+};
 
-TEST_F(DisplayTest, RightAlignedRunsSplitAndJoinKeepingLayout)
+// Random typing with pens, caption modes and no_merge runs, cursor moves,
+// erasing, backspace, delete to end, carriage return and scrolling, for each
+// print direction with each scroll direction across it; after every step
+// the list and the cursor must match the model.
+TEST_F(DisplayTest, RandomEditsMatchGridModelInEveryDirection)
 {
-    window().style.print_direction = 1;
-    type(0, 7, u"GFEDCBA");
-    window().pen.fg_color = 5;
-    type(0, 4, u"YX");
-    EXPECT_EQ(runs(), "0:1:AB 0:3:XY 0:5:EFG ");
-    for (TextSegment *s = window().segments; s != nullptr; s = s->next)
-        EXPECT_EQ(s->text, &s->chars[52 - s->length]);
-    window().pen.fg_color = 0;
-    type(0, 4, u"UV");
-    EXPECT_EQ(runs(), "0:1:ABVUEFG ");
-    EXPECT_EQ(window().segments->text, &window().segments->chars[45]);
+    const uint32_t pairings[][2] = {{0, 2}, {0, 3}, {1, 2}, {1, 3}, {2, 0}, {2, 1}, {3, 0}, {3, 1}};
+    const int lines = 5, positions = 60; // beyond 52, so the run limit shows
+    for (const auto &pairing : pairings) {
+        const uint32_t print = pairing[0], scroll = pairing[1];
+        SCOPED_TRACE(testing::Message() << "print " << print << " scroll " << scroll);
+        const bool vertical = scroll <= 1, right = print == 1 || print == 3;
+        reshape(vertical ? positions : lines, vertical ? lines : positions, print, scroll);
+        const std::vector<Cell> empty(positions);
+        GridModel model{positions, std::vector<std::vector<Cell>>(lines, empty)};
+        int line = 0, pos = 0;
+        auto erase = [&](int n) { model.place(line, pos, nullptr, n, true); };
+        std::mt19937 rng(2024 + print * 4 + scroll);
+        for (int step = 0; step < 3000; ++step) {
+            int what = (int)(rng() % 16);
+            if (what < 7) {
+                std::u16string text(rng() % 8 == 0 ? 1 + rng() % 60 : 1 + rng() % 8, u' ');
+                std::generate(text.begin(), text.end(), [&] { return char16_t('a' + rng() % 26); });
+                Cell look{0, uint8_t(rng() % 3), uint8_t(rng() % 2), true, rng() % 16 == 0};
+                int row = vertical ? pos : line, column = vertical ? line : pos;
+                ASSERT_EQ(type({row, column, text, look.pen, look.mode, look.no_merge}), SOFTCC_OK);
+                // The cursor stops at the window's edge; a run keeps 52 characters from its first.
+                std::vector<Cell> cells(positions, look);
+                int first = std::min(pos, positions - 1), low = first, high = first;
+                for (char16_t ch : text) {
+                    pos = std::min(pos, positions - 1);
+                    if ((right ? first - pos : pos - first) < SOFTCC_SEGMENT_CHARS) {
+                        cells[pos].ch = ch;
+                        low = std::min(low, pos), high = std::max(high, pos);
+                    }
+                    pos = right ? std::max(pos - 1, 0) : pos + 1;
+                }
+                model.place(line, low, &cells[low], high - low + 1, false);
+            } else if (what < 9) {
+                line = (int)(rng() % lines);
+                pos = (int)(rng() % (positions + 1));
+                at(vertical ? pos : line, vertical ? line : pos);
+            } else if (what == 9) {
+                int n = (int)(rng() % 12);
+                ASSERT_EQ(vqsoftcc_internal_erase_at_cursor(&window(), (uint8_t)n), SOFTCC_OK);
+                erase(n);
+            } else if (what == 10) {
+                ASSERT_EQ(vqsoftcc_internal_backspace(&window()), SOFTCC_OK);
+                if (pos == (right ? 0 : positions - 1))
+                    erase(1);
+                pos = right ? std::min(pos + 1, positions - 1) : std::max(pos - 1, 0);
+                erase(1);
+            } else if (what == 11) {
+                ASSERT_EQ(vqsoftcc_internal_delete_to_end_of_row(&window()), SOFTCC_OK);
+                erase(positions - pos);
+            } else if (what == 12) {
+                vqsoftcc_internal_carriage_return(&window());
+                pos = right ? positions - 1 : 0;
+            } else {
+                vqsoftcc_internal_scroll_window(&window());
+                bool forward = scroll % 2 == 0; // towards higher lines
+                model.lines.erase(forward ? model.lines.end() - 1 : model.lines.begin());
+                model.lines.insert(forward ? model.lines.begin() : model.lines.end(), empty);
+            }
+            ASSERT_EQ(list_problem(), "") << "step " << step;
+            ASSERT_EQ(window().cursor_row, vertical ? pos : line) << "step " << step;
+            ASSERT_EQ(window().cursor_column, vertical ? line : pos) << "step " << step;
+            // The list holds exactly the model's runs, in order.
+            const TextSegment *s = window().segments;
+            for (int l = 0; l < lines; ++l)
+                for (int p = 0; p < positions; p = model.run_end(l, p)) {
+                    if (!model.used(l, p))
+                        continue;
+                    bool same = s && (vertical ? s->column : s->row) == l &&
+                                (vertical ? s->row : s->column) == p &&
+                                s->length == model.run_end(l, p) - p;
+                    for (int i = 0; same && i < s->length; ++i) {
+                        const Cell &c = model.lines[l][p + i];
+                        same = c.ch == s->text[i] && c.pen == s->pen.fg_color &&
+                               c.mode == s->caption_mode && c.no_merge == (s->no_merge != 0);
+                    }
+                    ASSERT_TRUE(same) << "step " << step << ": run at " << l << "/" << p;
+                    s = s->next;
+                }
+            ASSERT_EQ(s, nullptr) << "step " << step;
+        }
+    }
 }
 
 } // namespace
