@@ -39,8 +39,13 @@ std::vector<SegmentView> segments_of(const CaptionWindow &window)
 
 std::string describe(const CaptionWindow &window)
 {
+    return describe(segments_of(window));
+}
+
+std::string describe(const std::vector<SegmentView> &segments)
+{
     std::string out;
-    for (const SegmentView &s : segments_of(window)) {
+    for (const SegmentView &s : segments) {
         if (!out.empty())
             out += '|';
         out += std::to_string(s.row) + ':' + std::to_string(s.column) + ':' + utf8(s.text);

@@ -39,6 +39,7 @@ std::vector<SegmentView> segments_of(const CaptionWindow &window);
 // Text of one window as rows of a character grid, for readable assertions:
 // "row:column:text|..." in list order.
 std::string describe(const CaptionWindow &window);
+std::string describe(const std::vector<SegmentView> &segments); // a snapshot's text alike
 std::string utf8(const std::u16string &text);
 
 class RecordingHost {
