@@ -411,7 +411,8 @@ SoftCCStatus vqsoftcc_internal_backspace(CaptionWindow *window)
     int last_column = window->column_count - 1;
     switch (window->style.print_direction) {
     case 1:
-        if (window->cursor_column == 0 && (status = vqsoftcc_internal_erase_at_cursor(window, 1)))
+        if (window->cursor_column == 0 &&
+            (status = vqsoftcc_internal_erase_at_cursor(window, 1)) != SOFTCC_OK)
             return status;
         if (window->cursor_column + 1 <= last_column)
             ++window->cursor_column;
@@ -419,7 +420,8 @@ SoftCCStatus vqsoftcc_internal_backspace(CaptionWindow *window)
             window->cursor_column = (int16_t)last_column;
         break;
     case 2:
-        if (window->cursor_row == last_row && (status = vqsoftcc_internal_erase_at_cursor(window, 1)))
+        if (window->cursor_row == last_row &&
+            (status = vqsoftcc_internal_erase_at_cursor(window, 1)) != SOFTCC_OK)
             return status;
         if (window->cursor_row > 0)
             --window->cursor_row;
@@ -427,7 +429,8 @@ SoftCCStatus vqsoftcc_internal_backspace(CaptionWindow *window)
             window->cursor_row = 0;
         break;
     case 3:
-        if (window->cursor_row == 0 && (status = vqsoftcc_internal_erase_at_cursor(window, 1)))
+        if (window->cursor_row == 0 &&
+            (status = vqsoftcc_internal_erase_at_cursor(window, 1)) != SOFTCC_OK)
             return status;
         if (window->cursor_row + 1 <= last_row)
             ++window->cursor_row;
@@ -436,7 +439,7 @@ SoftCCStatus vqsoftcc_internal_backspace(CaptionWindow *window)
         break;
     default:
         if (window->cursor_column == last_column &&
-            (status = vqsoftcc_internal_erase_at_cursor(window, 1)))
+            (status = vqsoftcc_internal_erase_at_cursor(window, 1)) != SOFTCC_OK)
             return status;
         if (window->cursor_column > 0)
             --window->cursor_column;

@@ -69,7 +69,7 @@ TEST_F(Eia608Test, PopOnBuildsTwoStyledLinesInHiddenMemoryAndShowsThemAtEndOfCap
 {
     open(SOFTCC_FORMAT_EIA608, 0);
     EXPECT_EQ(decode(kResumeCaptionLoading + cc({0x14, 0x2E}) // erase hidden memory
-                     + cc({0x14, 0x44})                       // row 13, blue
+                     + cc({0x14, 0x45})                       // row 13, blue, underline
                      + chars("Hi") + cc({0x11, 0x2E})         // mid-row: italics, same colour
                      + chars("you") + cc({0x14, 0x61})        // row 14, white, underline
                      + chars("OK")),
@@ -77,8 +77,8 @@ TEST_F(Eia608Test, PopOnBuildsTwoStyledLinesInHiddenMemoryAndShowsThemAtEndOfCap
     // Loading into the hidden memory draws nothing until the swap.
     ASSERT_EQ(callbacks(), "refresh");
     EXPECT_THAT(host.events[0].window_ids, ElementsAre(0, 1));
-    // The mid-row space still has the old pen and joins the run before it.
-    EXPECT_EQ(shown(1), "13:0:Hi |13:3:you|14:0:OK");
+    // The mid-row space keeps the old colour but never the underline.
+    EXPECT_EQ(shown(1), "13:0:Hi|13:2: |13:3:you|14:0:OK");
 
     host.clear();
     ASSERT_EQ(decode(kEndOfCaption), SOFTCC_OK);
@@ -88,9 +88,10 @@ TEST_F(Eia608Test, PopOnBuildsTwoStyledLinesInHiddenMemoryAndShowsThemAtEndOfCap
     EXPECT_EQ(swap.windows[0].record.flags & SOFTCC_WINDOW_VISIBLE, 0);
     EXPECT_NE(swap.windows[1].record.flags & SOFTCC_WINDOW_VISIBLE, 0);
     const auto &segments = swap.windows[1].segments;
-    ASSERT_EQ(segments.size(), 3u);
-    const std::pair<int, int> pens[] = {{0x02, 0}, {0x02, SOFTCC_PEN_ITALICS}, {0x2A, SOFTCC_PEN_UNDERLINE}};
-    for (size_t i = 0; i < 3; ++i) {
+    ASSERT_EQ(segments.size(), 4u);
+    const std::pair<int, int> pens[] = {
+        {0x02, SOFTCC_PEN_UNDERLINE}, {0x02, 0}, {0x02, SOFTCC_PEN_ITALICS}, {0x2A, SOFTCC_PEN_UNDERLINE}};
+    for (size_t i = 0; i < 4; ++i) {
         EXPECT_EQ(segments[i].pen.fg_color, pens[i].first) << i;
         EXPECT_EQ(segments[i].pen.attributes, pens[i].second) << i;
         EXPECT_EQ(segments[i].caption_mode, 2) << i;
@@ -168,6 +169,8 @@ TEST_F(Eia608Test, ChannelsModesFilterAndPlacement)
          cc({0x15, 0x29, 0x14, 0x70}) + chars("AB") + cc({0x01, 0x03}) + chars("xy") +
              kEraseDisplayed + chars("CD"),
          "refresh refresh refresh", "14:2:CD"},
+        {"XDS codes mean nothing on a field-1 service", 0,
+         kPaintOnBottom + chars("AB") + cc({0x01, 0x03}) + chars("CD"), nullptr, "14:0:ABCD"},
         {"T3 starts with the field-2 code", 6, cc({0x15, 0x2A}) + chars("T3"), "refresh refresh",
          "0:0:T3"},
         {"T1 ignores the other channel's Text Restart", 4, cc({0x1C, 0x2A}) + chars("no"), "", ""},
@@ -185,18 +188,16 @@ TEST_F(Eia608Test, ChannelsModesFilterAndPlacement)
          kPaintOnBottom + chars("abcdefghijklmnopqrstuvwxyz0123456X"), nullptr,
          "14:0:abcdefghijklmnopqrstuvwxyz01234X"},
         {"PAC indent 28", 0, kResumeDirect + cc({0x14, 0x7F}) + chars("Z"), "refresh", "14:28:Z"},
-        {"tab offsets stop at column 31", 0,
-         kResumeDirect + cc({0x14, 0x7E, 0x17, 0x23}) + kNullPair + cc({0x17, 0x23}) + chars("Z"),
-         "refresh", "14:31:Z"},
+        {"tab offsets stop at column 31, where a backspace erases two", 0,
+         kResumeDirect + cc({0x14, 0x7E}) + chars("ABCD") + cc({0x14, 0x7E, 0x17, 0x22, 0x17, 0x23, 0x14, 0x21}),
+         nullptr, "14:28:AB"},
         {"text mode ignores a PAC's row", 4, kTextRestart + cc({0x14, 0x7F}) + chars("Z"),
          "refresh refresh", "0:28:Z"},
         // Character sets: an extended character replaces the one before it.
         {"basic-set exceptions", 0, kPaintOnBottom + cc({0x2A, 0x7F, 0x45, 0x00}), nullptr,
          u8"14:0:\u00E1\u25A0E"},
-        {"extended E acute", 0, kPaintOnBottom + cc({0x45, 0x00, 0x12, 0x21}), nullptr,
-         u8"14:0:\u00C9"},
-        {"special characters replace nothing", 0, kPaintOnBottom + cc({0x45, 0x00, 0x11, 0x39}),
-         nullptr, u8"14:0:E\uF8FE"},
+        {"E acute replaces E; a special character replaces nothing", 0,
+         kPaintOnBottom + cc({0x45, 0x00, 0x12, 0x21, 0x11, 0x39}), nullptr, u8"14:0:\u00C9\uF8FE"},
         {"extended backslash, then copyright, then A", 0,
          kPaintOnBottom + cc({0x45, 0x00, 0x13, 0x2B}) + cc({0x12, 0x2B, 0x00, 0x41}), nullptr,
          u8"14:0:\u00A9A"},
@@ -261,8 +262,7 @@ TEST_F(Eia608Test, EnteringRollUpDropsOtherTextFromBothMemories)
     open(SOFTCC_FORMAT_EIA608, 0);
     decode(kResumeCaptionLoading + cc({0x14, 0x70}) + chars("pop") + kEndOfCaption +
            kResumeCaptionLoading + chars("next"));
-    ASSERT_EQ(shown(1), "14:0:pop");
-    ASSERT_EQ(shown(0), "14:0:next");
+    ASSERT_EQ(shown(0) + "/" + shown(1), "14:0:next/14:0:pop");
     host.clear();
     decode(cc({0x14, 0x25}));
     ASSERT_EQ(callbacks(), "refresh");
