@@ -189,8 +189,8 @@ TEST_F(Eia608Test, ChannelsModesFilterAndPlacement)
          "14:0:abcdefghijklmnopqrstuvwxyz01234X"},
         {"PAC indent 28", 0, kResumeDirect + cc({0x14, 0x7F}) + chars("Z"), "refresh", "14:28:Z"},
         {"tab offsets stop at column 31, where a backspace erases two", 0,
-         kResumeDirect + cc({0x14, 0x7E}) + chars("ABCD") + cc({0x14, 0x7E, 0x17, 0x22, 0x17, 0x23, 0x14, 0x21}),
-         nullptr, "14:28:AB"},
+         kResumeDirect + cc({0x14, 0x7E}) + chars("ABCD") +
+             cc({0x14, 0x7E, 0x17, 0x22, 0x17, 0x23, 0x14, 0x21}), nullptr, "14:28:AB"},
         {"text mode ignores a PAC's row", 4, kTextRestart + cc({0x14, 0x7F}) + chars("Z"),
          "refresh refresh", "0:28:Z"},
         // Character sets: an extended character replaces the one before it.
