@@ -28,9 +28,12 @@ protected:
         EXPECT_EQ(fake_platform::live_blocks(), blocks_before_) << "blocks leaked";
     }
 
-    // Opens a context of the format; fails the test if that does not work.
+    // Opens a context of the format, closing any open one first; fails the
+    // test if that does not work.
     void open(uint32_t format, uint32_t service = 0)
     {
+        if (context != nullptr)
+            VQSoftCCClose(context);
         profile = host.profile(format, service);
         ASSERT_EQ(VQSoftCCOpen(&profile, &context), SOFTCC_OK);
         host.clear();
