@@ -263,6 +263,9 @@ SoftCCStatus vqsoftcc_internal_add_char_to_current_segment(CaptionWindow *window
 
 SoftCCStatus vqsoftcc_internal_terminate_current_segment(SoftCCContext *context)
 {
+    /* Like every internal operation on a context, it checks the pointer again. */
+    if (context == nullptr)
+        return SOFTCC_ERR_NULL_POINTER;
     if (context->current_window < 0)
         return SOFTCC_OK;
     CaptionWindow *window = &context->windows[context->current_window];

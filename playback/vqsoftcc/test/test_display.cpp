@@ -139,6 +139,7 @@ TEST_F(DisplayTest, ClosingAndErasingCutSplitAndJoinRuns)
     EXPECT_EQ(runs(), "12:0:FIRST 13:0:HEL 13:3:XY 13:5: WORLD ");
     context.current_window = -1;
     EXPECT_EQ(vqsoftcc_internal_terminate_current_segment(&context), SOFTCC_OK);
+    EXPECT_EQ(vqsoftcc_internal_terminate_current_segment(nullptr), SOFTCC_ERR_NULL_POINTER);
 }
 
 TEST_F(DisplayTest, FailedSplitsLeaveListAndOpenRun)

@@ -4,42 +4,66 @@
 
 using fake_platform::Report;
 using ::testing::ElementsAre;
+using Names = std::vector<std::string>;
+using Selection = std::vector<int64_t>;
 
 namespace {
 
-using InterfaceTest = ContextTest;
+class InterfaceTest : public ContextTest {
+protected:
+    // Format and service of the context and of its profile copy, then the current window.
+    Selection selection()
+    {
+        return {context->format, context->profile.format, context->service,
+                context->profile.service, context->current_window};
+    }
+    // Marks windows defined as a 708 DefineWindow would, with one text run each.
+    void define(std::initializer_list<int> ids)
+    {
+        for (int id : ids)
+            window(id).id = (uint8_t)id, window(id).defined = 1,
+            window(id).segments = vqsoftcc_internal_new_segment();
+    }
+};
 
-TEST_F(InterfaceTest, OpenRefusesNullArgumentsAndLeavesHandleAlone)
+SoftCCContext *const kUntouched = reinterpret_cast<SoftCCContext *>(0x1234);
+
+// Opens that fail: the status, what the host's handle variable holds
+// afterwards, the allocations tried and the callbacks made.
+struct FailedOpen {
+    const char *name; uint32_t format; bool null_profile, null_handle, no_memory;
+    SoftCCStatus define_result, expected; SoftCCContext *handle_after; uint64_t mallocs; Names callbacks;
+};
+
+const FailedOpen kFailedOpens[] = {
+    {"null profile", 0, true, false, false, SOFTCC_OK, SOFTCC_ERR_NULL_POINTER, kUntouched, 0, {}},
+    {"null handle", 0, false, true, false, SOFTCC_OK, SOFTCC_ERR_NULL_POINTER, kUntouched, 0, {}},
+    {"no memory", 0, false, false, true, SOFTCC_OK, SOFTCC_ERR_NO_MEMORY, kUntouched, 1, {}},
+    {"unknown format", 2, false, false, false, SOFTCC_OK, SOFTCC_ERR_UNSUPPORTED, kUntouched, 1, {}},
+    {"608 define fails", 0, false, false, false, 77, 77, nullptr, 1, {"define"}},
+};
+
+TEST_F(InterfaceTest, FailedOpenLeavesNothingAllocated)
 {
-    profile = host.profile(SOFTCC_FORMAT_EIA608);
-    SoftCCContext *handle = reinterpret_cast<SoftCCContext *>(0x1234);
-    EXPECT_EQ(VQSoftCCOpen(nullptr, &handle), SOFTCC_ERR_NULL_POINTER);
-    EXPECT_EQ(VQSoftCCOpen(&profile, nullptr), SOFTCC_ERR_NULL_POINTER);
-    EXPECT_EQ(handle, reinterpret_cast<SoftCCContext *>(0x1234));
-    EXPECT_EQ(fake_platform::malloc_calls(), 0u);
-    EXPECT_TRUE(host.events.empty());
+    for (const FailedOpen &c : kFailedOpens) {
+        SCOPED_TRACE(c.name);
+        fake_platform::reset(), host.clear();
+        profile = host.profile(c.format);
+        host.fail("define", c.define_result);
+        fake_platform::fail_nth_malloc(c.no_memory ? 1 : 0);
+        SoftCCContext *handle = kUntouched;
+        EXPECT_EQ(VQSoftCCOpen(c.null_profile ? nullptr : &profile, c.null_handle ? nullptr : &handle),
+                  c.expected);
+        EXPECT_EQ(handle, c.handle_after);
+        EXPECT_EQ(fake_platform::malloc_calls(), c.mallocs);
+        EXPECT_EQ(fake_platform::live_blocks(), 0);
+        EXPECT_EQ(host.names(), c.callbacks);
+        EXPECT_TRUE(fake_platform::reports().empty());
+    }
+    host.succeed("define");
 }
 
-TEST_F(InterfaceTest, OpenWithoutMemoryLeavesHandleAlone)
-{
-    profile = host.profile(SOFTCC_FORMAT_EIA608);
-    SoftCCContext *handle = reinterpret_cast<SoftCCContext *>(0x1234);
-    fake_platform::fail_nth_malloc(1);
-    EXPECT_EQ(VQSoftCCOpen(&profile, &handle), SOFTCC_ERR_NO_MEMORY);
-    EXPECT_EQ(handle, reinterpret_cast<SoftCCContext *>(0x1234));
-    EXPECT_TRUE(host.events.empty());
-}
-
-TEST_F(InterfaceTest, OpenOfUnknownFormatIsUnsupportedAndFreesEverything)
-{
-    profile = host.profile(2);
-    SoftCCContext *handle = reinterpret_cast<SoftCCContext *>(0x1234);
-    EXPECT_EQ(VQSoftCCOpen(&profile, &handle), SOFTCC_ERR_UNSUPPORTED);
-    EXPECT_EQ(handle, reinterpret_cast<SoftCCContext *>(0x1234));
-    EXPECT_EQ(fake_platform::live_blocks(), 0);
-}
-
-TEST_F(InterfaceTest, Open608DefinesBothWindowsInOrder)
+TEST_F(InterfaceTest, OpenDefinesThe608WindowsInOrderAndNo708Window)
 {
     profile = host.profile(SOFTCC_FORMAT_EIA608, 3);
     ASSERT_EQ(VQSoftCCOpen(&profile, &context), SOFTCC_OK);
@@ -47,106 +71,69 @@ TEST_F(InterfaceTest, Open608DefinesBothWindowsInOrder)
     ASSERT_THAT(host.names(), ElementsAre("define", "define"));
     EXPECT_THAT(host.events[0].window_ids, ElementsAre(0));
     EXPECT_THAT(host.events[1].window_ids, ElementsAre(1));
+    // Window 0: flags, defined, priority, anchor point, vertical, horizontal, rows, columns,
+    // cursor row and column, scroll direction, fill opacity, pen colour; window 1: flags, priority.
+    const CaptionWindow &w = host.events[0].windows[0].record, &w1 = host.events[1].windows[0].record;
+    EXPECT_EQ(std::vector<int>({w.flags, w.defined, w.priority, (int)w.anchor_point, w.anchor_vertical,
+                                w.anchor_horizontal, w.row_count, w.column_count, w.cursor_row,
+                                w.cursor_column, (int)w.style.scroll_direction,
+                                (int)w.style.fill_opacity, w.pen.fg_color, w1.flags, w1.priority}),
+              std::vector<int>({15, 1, 0, 7, 100, 50, 15, 32, 14, 0, 3, 3, 0x2A, 7, 1}));
+    EXPECT_EQ(selection(), (Selection{0, 0, 3, 3, -1}));
+    const Eia608State &state = context->format_state.eia608;
+    EXPECT_EQ(std::vector<int>({state.caption_window, state.text_window, state.xds_window}),
+              std::vector<int>({-1, -1, -1}));
 
-    const CaptionWindow &shown = host.events[0].windows[0].record;
-    EXPECT_EQ(shown.flags, 15);
-    EXPECT_EQ(shown.defined, 1);
-    EXPECT_EQ(shown.priority, 0);
-    EXPECT_EQ(shown.anchor_point, 7u);
-    EXPECT_EQ(shown.anchor_vertical, 100);
-    EXPECT_EQ(shown.anchor_horizontal, 50);
-    EXPECT_EQ(shown.row_count, 15);
-    EXPECT_EQ(shown.column_count, 32);
-    EXPECT_EQ(shown.cursor_row, 14);
-    EXPECT_EQ(shown.cursor_column, 0);
-    EXPECT_EQ(shown.style.scroll_direction, 3u);
-    EXPECT_EQ(shown.style.fill_opacity, 3u);
-    EXPECT_EQ(shown.pen.fg_color, 0x2A);
-    EXPECT_EQ(host.events[1].windows[0].record.flags, 7);
-    EXPECT_EQ(host.events[1].windows[0].record.priority, 1);
-    EXPECT_EQ(context->service, 3u);
-    EXPECT_EQ(context->current_window, -1);
-    EXPECT_EQ(context->format_state.eia608.caption_window, -1);
-    EXPECT_EQ(context->format_state.eia608.text_window, -1);
-    EXPECT_EQ(context->format_state.eia608.xds_window, -1);
-}
-
-TEST_F(InterfaceTest, Open608WhoseDefineFailsReturnsThatFailureAndNullsHandle)
-{
-    profile = host.profile(SOFTCC_FORMAT_EIA608);
-    host.fail("define", 77);
-    SoftCCContext *handle = reinterpret_cast<SoftCCContext *>(0x1234);
-    EXPECT_EQ(VQSoftCCOpen(&profile, &handle), 77u);
-    EXPECT_EQ(handle, nullptr);
-    EXPECT_THAT(host.names(), ElementsAre("define"));
-    EXPECT_TRUE(fake_platform::reports().empty());
-}
-
-TEST_F(InterfaceTest, Open708DefinesNothing)
-{
-    profile = host.profile(SOFTCC_FORMAT_EIA708, 2);
-    ASSERT_EQ(VQSoftCCOpen(&profile, &context), SOFTCC_OK);
+    open(SOFTCC_FORMAT_EIA708, 2);
     EXPECT_TRUE(host.events.empty());
-    EXPECT_EQ(context->current_window, -1);
-    EXPECT_EQ(context->service, 2u);
+    EXPECT_EQ(selection(), (Selection{1, 1, 2, 2, -1}));
 }
 
-TEST_F(InterfaceTest, NullContextGivesNullPointerEverywhere)
+TEST_F(InterfaceTest, NullPointersAreRefused)
 {
-    uint8_t byte = 0;
+    uint8_t byte = 0x80;
     EXPECT_EQ(VQSoftCCClose(nullptr), SOFTCC_ERR_NULL_POINTER);
     EXPECT_EQ(VQSoftCCReset(nullptr), SOFTCC_ERR_NULL_POINTER);
     EXPECT_EQ(VQSoftCCDecode(nullptr, &byte, 1), SOFTCC_ERR_NULL_POINTER);
     EXPECT_EQ(VQSoftCCSelectFormat(nullptr, 0), SOFTCC_ERR_NULL_POINTER);
     EXPECT_EQ(VQSoftCCSelectService(nullptr, 0), SOFTCC_ERR_NULL_POINTER);
     EXPECT_EQ(delay_alarm_expired_eia708(nullptr), SOFTCC_ERR_NULL_POINTER);
-}
-
-TEST_F(InterfaceTest, DecodeRefusesNullDataEvenWithZeroLength)
-{
+    // Decode refuses null data even with length 0; an empty buffer is fine.
     for (uint32_t format : {SOFTCC_FORMAT_EIA608, SOFTCC_FORMAT_EIA708}) {
         open(format);
-        uint8_t byte = 0x80;
         EXPECT_EQ(VQSoftCCDecode(context, nullptr, 0), SOFTCC_ERR_NULL_POINTER);
         EXPECT_EQ(VQSoftCCDecode(context, nullptr, 4), SOFTCC_ERR_NULL_POINTER);
         EXPECT_EQ(VQSoftCCDecode(context, &byte, 0), SOFTCC_OK);
         EXPECT_TRUE(host.events.empty());
-        VQSoftCCClose(context);
-        context = nullptr;
     }
 }
 
+// Close deletes both windows as one list; a failing delete is reported and
+// returned, and the context is freed all the same (the fixture checks).
 TEST_F(InterfaceTest, Close608DeletesBothWindowsAsOneList)
 {
-    open(SOFTCC_FORMAT_EIA608);
-    EXPECT_EQ(VQSoftCCClose(context), SOFTCC_OK);
-    context = nullptr;
-    ASSERT_THAT(host.names(), ElementsAre("delete"));
-    EXPECT_THAT(host.events[0].window_ids, ElementsAre(0, 1));
-    EXPECT_TRUE(fake_platform::reports().empty());
-}
-
-TEST_F(InterfaceTest, Close608WhoseDeleteFailsReportsLine97AndStillFrees)
-{
-    open(SOFTCC_FORMAT_EIA608);
-    host.fail("delete", 55);
-    EXPECT_EQ(VQSoftCCClose(context), 55u);
-    context = nullptr;
-    EXPECT_THAT(fake_platform::reports(), ElementsAre(report608(55, 97, "delete_windows failed\n")));
+    for (SoftCCStatus result : {SOFTCC_OK, SoftCCStatus(55)}) {
+        open(SOFTCC_FORMAT_EIA608);
+        host.fail("delete", result);
+        EXPECT_EQ(VQSoftCCClose(context), result);
+        context = nullptr;
+        ASSERT_THAT(host.names(), ElementsAre("delete"));
+        EXPECT_THAT(host.events[0].window_ids, ElementsAre(0, 1));
+        EXPECT_EQ(fake_platform::reports(), result == SOFTCC_OK ? std::vector<Report>{}
+                      : std::vector<Report>{report608(55, 97, "delete_windows failed\n")});
+    }
+    host.succeed("delete");
 }
 
 TEST_F(InterfaceTest, Reset608CaptionServiceRefreshesDisplayedWindowOnce)
 {
     open(SOFTCC_FORMAT_EIA608, 0);
-    window(0).style.fill_opacity = 0;
-    window(1).style.fill_opacity = 0;
-    window(1).next = &window(0); // stale link must not reach the host
-    window(0).next = &window(1);
+    window(0).style.fill_opacity = window(1).style.fill_opacity = 0;
+    window(0).next = &window(1), window(1).next = &window(0); // stale links must not reach the host
     EXPECT_EQ(VQSoftCCReset(context), SOFTCC_OK);
     ASSERT_THAT(host.names(), ElementsAre("refresh"));
     EXPECT_THAT(host.events[0].window_ids, ElementsAre(0));
-    EXPECT_EQ(window(0).style.fill_opacity, 3u);
-    EXPECT_EQ(window(1).style.fill_opacity, 3u);
+    EXPECT_TRUE(window(0).style.fill_opacity == 3 && window(1).style.fill_opacity == 3);
     EXPECT_EQ(context->current_window, -1);
     window(1).next = nullptr;
 }
@@ -158,28 +145,23 @@ TEST_F(InterfaceTest, Reset608TextServiceTurnsDisplayedWindowIntoOpaqueBox)
     host.fail("refresh", 99); // ignored
     EXPECT_EQ(VQSoftCCReset(context), SOFTCC_OK);
     ASSERT_THAT(host.names(), ElementsAre("refresh"));
+    // Rows, columns, fill opacity and cursor row of the displayed window.
     const CaptionWindow &shown = host.events[0].windows[0].record;
-    EXPECT_EQ(shown.row_count, 15);
-    EXPECT_EQ(shown.column_count, 32);
-    EXPECT_EQ(shown.style.fill_opacity, 0u);
-    EXPECT_EQ(shown.cursor_row, 0);
+    EXPECT_EQ(std::vector<int>({shown.row_count, shown.column_count, (int)shown.style.fill_opacity,
+                                shown.cursor_row}), std::vector<int>({15, 32, 0, 0}));
     // The reset then forgets the text window: nothing is current.
     EXPECT_EQ(context->current_window, -1);
-    EXPECT_EQ(context->format_state.eia608.text_window, -1);
-    EXPECT_EQ(context->format_state.eia608.segment_mode, 0u);
+    EXPECT_TRUE(context->format_state.eia608.text_window == -1 && !context->format_state.eia608.segment_mode);
     EXPECT_TRUE(fake_platform::reports().empty());
 }
 
-TEST_F(InterfaceTest, SelectService608StoresAll32BitsAndResets)
+// 608 keeps all 32 bits of a service; 708 takes the low byte only.
+TEST_F(InterfaceTest, SelectServicePassesTheFormatsWidth)
 {
     open(SOFTCC_FORMAT_EIA608, 0);
     EXPECT_EQ(VQSoftCCSelectService(context, 0xFFFFFFFFu), SOFTCC_OK);
     EXPECT_EQ(context->service, 0xFFFFFFFFu);
     EXPECT_THAT(host.names(), ElementsAre("refresh"));
-}
-
-TEST_F(InterfaceTest, SelectService708PassesLowByteOnly)
-{
     open(SOFTCC_FORMAT_EIA708, 1);
     EXPECT_EQ(VQSoftCCSelectService(context, 0x101), SOFTCC_OK);
     EXPECT_EQ(context->service, 1u);
@@ -187,38 +169,33 @@ TEST_F(InterfaceTest, SelectService708PassesLowByteOnly)
     EXPECT_EQ(context->service, 44u);
 }
 
-TEST_F(InterfaceTest, SelectSameFormatChangesNothing)
-{
-    open(SOFTCC_FORMAT_EIA608, 2);
-    EXPECT_EQ(VQSoftCCSelectFormat(context, SOFTCC_FORMAT_EIA608), SOFTCC_OK);
-    EXPECT_TRUE(host.events.empty());
-    EXPECT_EQ(context->service, 2u);
-}
+// A switch closes one decoder, wipes the windows and opens the other on its
+// first service; selecting the current format changes nothing.
+struct Switch { uint32_t from, service, to; Names callbacks; std::vector<int> first_list; uint32_t service_after; };
 
-TEST_F(InterfaceTest, Switch608To708DeletesWindowsAndSelectsService1)
+const Switch kSwitches[] = {
+    {SOFTCC_FORMAT_EIA608, 2, SOFTCC_FORMAT_EIA608, {}, {}, 2},
+    {SOFTCC_FORMAT_EIA708, 4, SOFTCC_FORMAT_EIA708, {}, {}, 4},
+    {SOFTCC_FORMAT_EIA608, 2, SOFTCC_FORMAT_EIA708, {"delete"}, {0, 1}, 1},
+    {SOFTCC_FORMAT_EIA708, 4, SOFTCC_FORMAT_EIA608, {"define", "define"}, {0}, 0},
+};
+
+TEST_F(InterfaceTest, SwitchingFormatsStartsOnTheFirstService)
 {
-    open(SOFTCC_FORMAT_EIA608, 2);
-    EXPECT_EQ(VQSoftCCSelectFormat(context, SOFTCC_FORMAT_EIA708), SOFTCC_OK);
-    ASSERT_THAT(host.names(), ElementsAre("delete"));
-    EXPECT_THAT(host.events[0].window_ids, ElementsAre(0, 1));
-    EXPECT_EQ(context->format, SOFTCC_FORMAT_EIA708);
-    EXPECT_EQ(context->profile.format, SOFTCC_FORMAT_EIA708);
-    EXPECT_EQ(context->service, 1u);
-    EXPECT_EQ(context->profile.service, 1u);
-    EXPECT_EQ(context->current_window, -1);
     const CaptionWindow zero{};
-    for (int i = 0; i < 8; ++i)
-        EXPECT_EQ(std::memcmp(&window(i), &zero, sizeof zero), 0) << "window " << i;
-}
-
-TEST_F(InterfaceTest, Switch708To608DefinesTwoWindowsAndSelectsChannel0)
-{
-    open(SOFTCC_FORMAT_EIA708, 4);
-    EXPECT_EQ(VQSoftCCSelectFormat(context, SOFTCC_FORMAT_EIA608), SOFTCC_OK);
-    EXPECT_THAT(host.names(), ElementsAre("define", "define"));
-    EXPECT_EQ(context->service, 0u);
-    EXPECT_EQ(context->profile.service, 0u);
-    EXPECT_EQ(window(0).flags, 15);
+    for (const Switch &c : kSwitches) {
+        SCOPED_TRACE(testing::Message() << c.from << " to " << c.to);
+        open(c.from, c.service);
+        EXPECT_EQ(VQSoftCCSelectFormat(context, c.to), SOFTCC_OK);
+        EXPECT_EQ(host.names(), c.callbacks);
+        EXPECT_EQ(selection(), (Selection{c.to, c.to, c.service_after, c.service_after, -1}));
+        EXPECT_EQ(host.events.empty() ? std::vector<int>{} : host.events[0].window_ids, c.first_list);
+        for (int i = 0; i < 8 && c.from != c.to; ++i)
+            if (c.to == SOFTCC_FORMAT_EIA608 && i < 2)
+                EXPECT_EQ(window(i).flags, i == 0 ? 15 : 7) << "608 window " << i;
+            else
+                EXPECT_EQ(std::memcmp(&window(i), &zero, sizeof zero), 0) << "window " << i;
+    }
 }
 
 TEST_F(InterfaceTest, SwitchWhoseCloseFailsKeepsOldFormatButZeroesState)
@@ -227,10 +204,10 @@ TEST_F(InterfaceTest, SwitchWhoseCloseFailsKeepsOldFormatButZeroesState)
     context->format_state.eia608.rollup_depth = 3;
     host.fail("delete", 21);
     EXPECT_EQ(VQSoftCCSelectFormat(context, SOFTCC_FORMAT_EIA708), 21u);
-    EXPECT_EQ(context->format, SOFTCC_FORMAT_EIA608);
+    EXPECT_EQ(selection(), (Selection{0, 0, 0, 0, -1}));
     EXPECT_EQ(window(0).defined, 1);
-    EXPECT_EQ(context->format_state.eia608.rollup_depth, 0u);
-    EXPECT_EQ(context->format_state.eia608.caption_window, 0);
+    // The whole 608 state is zeroed, -1 markers included.
+    EXPECT_TRUE(!context->format_state.eia608.rollup_depth && !context->format_state.eia608.caption_window);
     host.succeed("delete");
 }
 
@@ -239,7 +216,7 @@ TEST_F(InterfaceTest, SwitchWhoseOpenFailsKeepsNewFormat)
     open(SOFTCC_FORMAT_EIA708, 1);
     host.fail("define", 13);
     EXPECT_EQ(VQSoftCCSelectFormat(context, SOFTCC_FORMAT_EIA608), 13u);
-    EXPECT_EQ(context->format, SOFTCC_FORMAT_EIA608);
+    EXPECT_EQ(selection(), (Selection{0, 0, 0, 0, -1}));
     host.succeed("define");
 }
 
@@ -249,8 +226,7 @@ TEST_F(InterfaceTest, SwitchToUnknownFormatLeavesNoDecoder)
     uint8_t byte = 0x80;
     EXPECT_EQ(VQSoftCCSelectFormat(context, 7), SOFTCC_OK);
     EXPECT_THAT(host.names(), ElementsAre("delete"));
-    EXPECT_EQ(context->format, 7u);
-    EXPECT_EQ(context->service, 1u); // no decoder opened: the service stays
+    EXPECT_EQ(selection(), (Selection{7, 7, 1, 1, -1})); // no decoder opened: the service stays
     host.clear();
     EXPECT_EQ(VQSoftCCReset(context), SOFTCC_ERR_FORMAT);
     EXPECT_EQ(VQSoftCCDecode(context, &byte, 1), SOFTCC_ERR_FORMAT);
@@ -264,54 +240,27 @@ TEST_F(InterfaceTest, SwitchToUnknownFormatLeavesNoDecoder)
 
 // ---- 708 lifecycle ------------------------------------------------------------
 
-class Lifecycle708Test : public ContextTest {
-protected:
-    void SetUp() override
-    {
-        ContextTest::SetUp();
-        open(SOFTCC_FORMAT_EIA708, 1);
-    }
-
-    // Marks windows defined as a DefineWindow would, with one text run each.
-    void define(std::initializer_list<int> ids)
-    {
-        for (int id : ids) {
-            window(id).id = static_cast<uint8_t>(id);
-            window(id).defined = 1;
-            auto *segment = static_cast<TextSegment *>(VQMalloc(sizeof(TextSegment)));
-            std::memset(segment, 0, sizeof(TextSegment));
-            window(id).segments = segment;
-        }
-    }
-};
-
-TEST_F(Lifecycle708Test, ResetWithNothingDefinedMakesNoCallback)
+TEST_F(InterfaceTest, Reset708DeletesDefinedWindowsHighestFirstAndZeroesState)
 {
+    open(SOFTCC_FORMAT_EIA708, 1);
+    EXPECT_EQ(VQSoftCCReset(context), SOFTCC_OK);
+    EXPECT_TRUE(host.events.empty()) << "nothing defined: no callback";
+    define({1, 4, 6});
+    context->current_window = 4;
     context->format_state.eia708.packet_bytes_remaining = 9;
     EXPECT_EQ(VQSoftCCReset(context), SOFTCC_OK);
-    EXPECT_TRUE(host.events.empty());
+    ASSERT_THAT(host.names(), ElementsAre("delete"));
+    EXPECT_THAT(host.events[0].window_ids, ElementsAre(6, 4, 1));
+    for (int id : {1, 4, 6})
+        EXPECT_TRUE(!window(id).defined && !window(id).segments && !window(id).next) << id;
     const uint8_t zero[sizeof(Eia708State)] = {};
     EXPECT_EQ(std::memcmp(&context->format_state.eia708, zero, sizeof zero), 0);
     EXPECT_EQ(context->current_window, -1);
 }
 
-TEST_F(Lifecycle708Test, ResetDeletesDefinedWindowsHighestFirst)
+TEST_F(InterfaceTest, Reset708WhoseDeleteFailsKeepsWindowsButZeroesState)
 {
-    define({1, 4, 6});
-    context->current_window = 4;
-    EXPECT_EQ(VQSoftCCReset(context), SOFTCC_OK);
-    ASSERT_THAT(host.names(), ElementsAre("delete"));
-    EXPECT_THAT(host.events[0].window_ids, ElementsAre(6, 4, 1));
-    for (int id : {1, 4, 6}) {
-        EXPECT_EQ(window(id).defined, 0);
-        EXPECT_EQ(window(id).segments, nullptr);
-        EXPECT_EQ(window(id).next, nullptr);
-    }
-    EXPECT_EQ(context->current_window, -1);
-}
-
-TEST_F(Lifecycle708Test, FailedDeleteKeepsWindowsButStateIsZeroed)
-{
+    open(SOFTCC_FORMAT_EIA708, 1);
     define({2, 3});
     context->current_window = 5; // names an undefined window: still forgotten
     context->format_state.eia708.delayed_fill = 12;
@@ -325,71 +274,69 @@ TEST_F(Lifecycle708Test, FailedDeleteKeepsWindowsButStateIsZeroed)
     host.succeed("delete");
 }
 
-TEST_F(Lifecycle708Test, CloseDuringDelayCancelsAlarmAfterSweep)
-{
-    define({0});
-    context->format_state.eia708.delay_active = 1;
-    host.fail("cancel_alarm", 3);
-    EXPECT_EQ(VQSoftCCClose(context), SOFTCC_OK);
-    context = nullptr;
-    EXPECT_THAT(host.names(), ElementsAre("delete", "cancel_alarm"));
-    EXPECT_THAT(fake_platform::reports(),
-                ElementsAre(report708(3, 1218, "cancel_delay_alarm failed\n")));
-}
+// The callbacks of a 708 context (window 3 defined or not, a delay in force
+// or not, one callback failing with 3) when the host closes, reselects or
+// switches it, and when the alarm runs out.
+struct Lifecycle {
+    const char *name; bool window_defined, delay; const char *failing; SoftCCStatus (*act)(SoftCCContext *);
+    Names callbacks; std::vector<Report> reports; uint32_t service_after; bool window_kept;
+};
 
-TEST_F(Lifecycle708Test, SelectingAnotherServiceResetsTwice)
-{
-    define({0});
-    host.fail("delete", 8);
-    EXPECT_EQ(VQSoftCCSelectService(context, 2), SOFTCC_OK);
-    EXPECT_THAT(host.names(), ElementsAre("delete", "delete"));
-    EXPECT_EQ(fake_platform::reports().size(), 2u);
-    EXPECT_EQ(context->service, 2u);
-    host.succeed("delete");
-}
+const Report kDeleteFailed = report708(3, 934, "delete_windows failed\n");
 
-TEST_F(Lifecycle708Test, SelectingTheSameServiceStillResets)
-{
-    define({3});
-    EXPECT_EQ(VQSoftCCSelectService(context, 1), SOFTCC_OK);
-    EXPECT_THAT(host.names(), ElementsAre("delete"));
-    EXPECT_EQ(window(3).defined, 0);
-}
+const Lifecycle kLifecycles[] = {
+    {"close in a delay cancels after the sweep", true, true, "cancel_alarm", VQSoftCCClose,
+     {"delete", "cancel_alarm"}, {report708(3, 1218, "cancel_delay_alarm failed\n")}, 0, false},
+    {"another service resets twice", true, false, "delete",
+     [](SoftCCContext *c) { return VQSoftCCSelectService(c, 2); }, {"delete", "delete"},
+     {kDeleteFailed, kDeleteFailed}, 2, true},
+    {"the same service still resets", true, false, "",
+     [](SoftCCContext *c) { return VQSoftCCSelectService(c, 1); }, {"delete"}, {}, 1, false},
+    {"alarm expiry cancels even without a delay", false, false, "",
+     [](SoftCCContext *c) { return delay_alarm_expired_eia708(c); }, {"cancel_alarm"}, {}, 1, false},
+    {"switch to 608 in a delay cancels", false, true, "",
+     [](SoftCCContext *c) { return VQSoftCCSelectFormat(c, SOFTCC_FORMAT_EIA608); },
+     {"cancel_alarm", "define", "define"}, {}, 0, false},
+};
 
-TEST_F(Lifecycle708Test, AlarmExpiryCancelsAlarmEvenWithoutDelay)
+TEST_F(InterfaceTest, Lifecycle708SweepsWindowsAndCancelsAlarms)
 {
-    EXPECT_EQ(delay_alarm_expired_eia708(context), SOFTCC_OK);
-    EXPECT_THAT(host.names(), ElementsAre("cancel_alarm"));
-}
-
-TEST_F(Lifecycle708Test, SwitchTo608DuringDelayCancelsAlarm)
-{
-    context->format_state.eia708.delay_active = 1;
-    EXPECT_EQ(VQSoftCCSelectFormat(context, SOFTCC_FORMAT_EIA608), SOFTCC_OK);
-    EXPECT_THAT(host.names(), ElementsAre("cancel_alarm", "define", "define"));
+    for (const Lifecycle &c : kLifecycles) {
+        SCOPED_TRACE(c.name);
+        open(SOFTCC_FORMAT_EIA708, 1);
+        fake_platform::clear_reports();
+        if (c.window_defined)
+            define({3});
+        context->format_state.eia708.delay_active = c.delay;
+        host.fail(c.failing, 3);
+        EXPECT_EQ(c.act(context), SOFTCC_OK);
+        if (c.act == VQSoftCCClose)
+            context = nullptr;
+        else // the service selected afterwards, and whether window 3 is still defined
+            EXPECT_EQ(std::make_pair(context->service, window(3).defined != 0),
+                      std::make_pair(c.service_after, c.window_kept));
+        EXPECT_EQ(host.names(), c.callbacks);
+        EXPECT_EQ(fake_platform::reports(), c.reports);
+        host.succeed(c.failing);
+    }
 }
 
 // ---- Style records and windows ---------------------------------------------------
 
-TEST(StyleRecords, PenComparisonSeesUnderlineButNotPadding)
+TEST(StyleRecords, ComparisonsSeeEveryFieldButNotPadding)
 {
-    PenStyle a = EIA608DefaultPenStyle;
-    PenStyle b = a;
-    reinterpret_cast<uint8_t *>(&b)[9] = 0x5A; // padding after fg_color
+    PenStyle a = EIA608DefaultPenStyle, b = a;
+    reinterpret_cast<uint8_t *>(&b)[9] = 0x5A;  // padding after fg_color
     reinterpret_cast<uint8_t *>(&b)[30] = 0x5A; // padding after attributes
     EXPECT_EQ(vqsoftcc_internal_pen_style_cmp(&a, &b), 1);
     b.attributes |= SOFTCC_PEN_UNDERLINE;
     EXPECT_EQ(vqsoftcc_internal_pen_style_cmp(&a, &b), 0);
-}
 
-TEST(StyleRecords, WindowStyleComparisonSeesEffectSpeed)
-{
-    WindowStyle a = PredefinedWindowStyles[1];
-    WindowStyle b = a;
-    b.reserved_speed[1] = 9;
-    EXPECT_EQ(vqsoftcc_internal_window_style_cmp(&a, &b), 1);
-    b.effect_speed = 1;
-    EXPECT_EQ(vqsoftcc_internal_window_style_cmp(&a, &b), 0);
+    WindowStyle x = PredefinedWindowStyles[1], y = x;
+    y.reserved_speed[1] = 9;
+    EXPECT_EQ(vqsoftcc_internal_window_style_cmp(&x, &y), 1);
+    y.effect_speed = 1;
+    EXPECT_EQ(vqsoftcc_internal_window_style_cmp(&x, &y), 0);
 }
 
 TEST(StyleRecords, ApplyingAPenCopiesFieldsAndToleratesNull)
@@ -407,14 +354,11 @@ TEST(StyleRecords, ClearingAndDeletingReleaseEveryRun)
     fake_platform::reset();
     const int64_t before = fake_platform::live_blocks();
     auto make = [](TextSegment *next) {
-        auto *s = static_cast<TextSegment *>(VQMalloc(sizeof(TextSegment)));
-        std::memset(s, 0, sizeof *s);
-        s->next = next;
-        return s;
+        TextSegment *s = vqsoftcc_internal_new_segment();
+        return s->next = next, s;
     };
     CaptionWindow w{};
-    w.defined = 1;
-    w.cursor_row = 3;
+    w.defined = 1, w.cursor_row = 3;
     w.segments = make(make(make(nullptr)));
     w.current_segment = make(nullptr);
     vqsoftcc_internal_clear_window(&w);
@@ -424,9 +368,7 @@ TEST(StyleRecords, ClearingAndDeletingReleaseEveryRun)
 
     w.segments = make(nullptr);
     vqsoftcc_internal_delete_window(&w);
-    EXPECT_EQ(w.defined, 0);
-    EXPECT_EQ(w.current_segment, nullptr);
-    EXPECT_EQ(w.segments, nullptr);
+    EXPECT_TRUE(!w.defined && !w.current_segment && !w.segments);
     EXPECT_EQ(w.cursor_row, 3);
     EXPECT_EQ(fake_platform::live_blocks(), before);
 }
