@@ -431,10 +431,12 @@ SoftCCStatus emit_basic_pair(SoftCCContext *context, CaptionWindow *window, uint
 {
     if (b1 == 0x00)
         return emit_character(context, window, basic_character(b2));
+    /* A character lost to a failed step does not take its partner with it. */
     SoftCCStatus status = emit_character(context, window, basic_character(b1));
-    if (status != SOFTCC_OK || b2 == 0x00) /* a second byte of 0 is padding */
+    if (b2 == 0x00) /* a second byte of 0 is padding */
         return status;
-    return emit_character(context, window, basic_character(b2));
+    SoftCCStatus second = emit_character(context, window, basic_character(b2));
+    return status != SOFTCC_OK ? status : second;
 }
 
 /* The stream sends a basic-set stand-in first; the extended code replaces it. */

@@ -379,6 +379,18 @@ TEST_F(Eia608Test, FailuresOfWindowCommandsAreReportedByPath)
     }
 }
 
+TEST_F(Eia608Test, CharacterLostToMemoryKeepsItsPartnerUnreportedAndUnrefreshed)
+{
+    open(SOFTCC_FORMAT_EIA608, 0);
+    decode(kPaintOnBottom);
+    host.clear();
+    fake_platform::fail_nth_malloc(1);
+    decode(chars("AB"));
+    EXPECT_EQ(shown(0), "14:0:B");
+    EXPECT_EQ(callbacks(), "");
+    EXPECT_THAT(fake_platform::reports(), IsEmpty());
+}
+
 TEST_F(Eia608Test, FlashOnSpaceStaysAloneAndPreambleEndsTheFlash)
 {
     open(SOFTCC_FORMAT_EIA608, 4);
