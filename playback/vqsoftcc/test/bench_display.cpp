@@ -7,14 +7,12 @@
 static void BM_DisplayTypeAndCloseFillingWindow(benchmark::State &state)
 {
     fake_platform::reset();
-    SoftCCContext context = {};
-    context.current_window = 0;
+    SoftCCContext context = {}; // window 0 is the current window
     CaptionWindow &window = context.windows[0];
     window.defined = 1;
     window.row_count = 15;
     window.column_count = 32;
     window.style.scroll_direction = 3;
-    int64_t typed = 0;
     for (auto _ : state) {
         for (int row = 0; row < 15; ++row) {
             window.cursor_row = (int16_t)row;
@@ -24,16 +22,15 @@ static void BM_DisplayTypeAndCloseFillingWindow(benchmark::State &state)
                 vqsoftcc_internal_terminate_current_segment(&context);
             }
         }
-        typed += 15 * 32;
         state.PauseTiming();
         vqsoftcc_internal_clear_window(&window);
         state.ResumeTiming();
     }
-    uint64_t allocations = fake_platform::malloc_calls();
-    vqsoftcc_internal_delete_window(&window);
+    const int64_t typed = state.iterations() * 15 * 32;
     state.SetItemsProcessed(typed);
-    state.counters["allocs_per_char"] = (double)allocations / (double)typed;
+    state.counters["allocs_per_char"] = (double)fake_platform::malloc_calls() / (double)typed;
     state.counters["ns_per_char"] = benchmark::Counter(
         (double)typed, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    vqsoftcc_internal_delete_window(&window);
 }
 BENCHMARK(BM_DisplayTypeAndCloseFillingWindow);
