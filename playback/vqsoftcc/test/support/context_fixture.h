@@ -14,11 +14,7 @@
 
 class ContextTest : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        fake_platform::reset();
-        blocks_before_ = fake_platform::live_blocks();
-    }
+    void SetUp() override { fake_platform::reset(), blocks_before_ = fake_platform::live_blocks(); }
 
     void TearDown() override
     {
