@@ -110,7 +110,7 @@ protected:
 // splitting and erasing: the failed allocations, and only they, show as a
 // no-memory status, the list keeps its shape and deleting the window
 // releases every block.
-TEST_F(DisplayTest, ClosingAndErasingCutSplitAndJoinRuns)
+TEST_F(DisplayTest, EditCasesCutSplitAndJoinRunsAndSurviveFailedAllocations)
 {
     for (const EditCase &c : kEditCases) {
         SCOPED_TRACE(c.name);

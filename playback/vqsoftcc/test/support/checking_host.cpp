@@ -40,9 +40,8 @@ void check_window(Host *host, const CaptionWindow *w, bool sorted)
     int count = 0;
     const TextSegment *previous = nullptr;
     for (const TextSegment *s = w->segments; s != nullptr; s = s->next) {
-        require(host, ++count <= 256 * 256);
-        if (count > 256 * 256)
-            return;
+        if (++count > 256 * 256)
+            return require(host, false);
         require(host, s != w->current_segment);
         require(host, s->length >= 1 && s->length <= SOFTCC_SEGMENT_CHARS);
         require(host, s->text >= s->chars && s->text + s->length <= s->chars + SOFTCC_SEGMENT_CHARS);
@@ -66,14 +65,12 @@ SoftCCStatus Host::windows(const char *, int callback, CaptionWindow *head)
 
 SoftCCStatus Host::armed(uint32_t ms)
 {
-    require(this, ms <= 25500);
-    return result(4);
+    return require(this, ms <= 25500), result(4);
 }
 
 SoftCCStatus Host::bytes(const char *, const uint8_t *data, uint32_t count)
 {
-    require(this, data != nullptr && count >= 1 && count <= 2);
-    return result(6);
+    return require(this, data != nullptr && count >= 1 && count <= 2), result(6);
 }
 
 void run_stream(Host *host, uint32_t format, uint32_t service, const uint8_t *data, size_t size)

@@ -29,10 +29,8 @@ struct Host {
     SoftCCStatus bytes(const char *name, const uint8_t *data, uint32_t count);
 };
 
-inline SoftCCOpenProfile profile(Host *host, uint32_t format, uint32_t service)
-{
-    return test_host::routed_profile(host, format, service);
-}
+// An open profile whose callbacks go to the host.
+constexpr auto profile = &test_host::routed_profile<Host>;
 
 // Checks that the window's segment list is bounded, that every run has 1..52
 // characters inside its buffer and that the open run is not in the list.

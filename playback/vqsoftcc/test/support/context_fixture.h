@@ -3,7 +3,6 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cstring>
 #include <vector>
@@ -18,8 +17,7 @@ protected:
 
     void TearDown() override
     {
-        if (context != nullptr)
-            VQSoftCCClose(context);
+        VQSoftCCClose(context); // a null context is refused quietly
         context = nullptr;
         EXPECT_EQ(fake_platform::live_blocks(), blocks_before_) << "blocks leaked";
     }
@@ -28,8 +26,7 @@ protected:
     // test if that does not work.
     void open(uint32_t format, uint32_t service = 0)
     {
-        if (context != nullptr)
-            VQSoftCCClose(context);
+        VQSoftCCClose(context);
         profile = host.profile(format, service);
         ASSERT_EQ(VQSoftCCOpen(&profile, &context), SOFTCC_OK);
         host.clear();

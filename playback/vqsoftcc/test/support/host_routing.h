@@ -10,6 +10,7 @@
 namespace test_host {
 
 template <typename H> H *to(void *user) { return static_cast<H *>(user); }
+using Data = const uint8_t *;
 
 template <typename H> SoftCCOpenProfile routed_profile(H *host, uint32_t format, uint32_t service)
 {
@@ -31,12 +32,8 @@ template <typename H> SoftCCOpenProfile routed_profile(H *host, uint32_t format,
         h->alarm = nullptr, h->alarm_context = nullptr;
         return h->cancelled();
     };
-    p.forward_xds_data = [](void *u, const uint8_t *d, uint32_t n) {
-        return to<H>(u)->bytes("xds", d, n);
-    };
-    p.forward_link_data = [](void *u, const uint8_t *d, uint32_t n) {
-        return to<H>(u)->bytes("link", d, n);
-    };
+    p.forward_xds_data = [](void *u, Data d, uint32_t n) { return to<H>(u)->bytes("xds", d, n); };
+    p.forward_link_data = [](void *u, Data d, uint32_t n) { return to<H>(u)->bytes("link", d, n); };
     return p;
 }
 

@@ -1,5 +1,6 @@
 #include "recording_host.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace test_host {
@@ -24,16 +25,13 @@ std::vector<SegmentView> segments_of(const CaptionWindow &window)
     for (const TextSegment *s = window.segments; s != nullptr; s = s->next) {
         if (++guard > 10000)
             throw std::runtime_error("segment list does not end");
-        std::u16string text(s->text, s->text + s->length);
-        out.push_back({s->row, s->column, text, s->pen, s->caption_mode, s->no_merge});
+        out.push_back(
+            {s->row, s->column, {s->text, s->text + s->length}, s->pen, s->caption_mode, s->no_merge});
     }
     return out;
 }
 
-std::string describe(const CaptionWindow &window)
-{
-    return describe(segments_of(window));
-}
+std::string describe(const CaptionWindow &window) { return describe(segments_of(window)); }
 
 std::string describe(const std::vector<SegmentView> &segments)
 {
@@ -48,9 +46,8 @@ std::string describe(const std::vector<SegmentView> &segments)
 
 std::vector<std::string> RecordingHost::names() const
 {
-    std::vector<std::string> out;
-    for (const Event &e : events)
-        out.push_back(e.name);
+    std::vector<std::string> out(events.size());
+    std::transform(events.begin(), events.end(), out.begin(), [](const Event &e) { return e.name; });
     return out;
 }
 
