@@ -56,31 +56,24 @@ Bytes dtvcc_packets(const std::string &dump)
 }
 
 // Runs the stream once per allocation it makes, failing that allocation
-// alone and then every allocation from it on.  Returns the count.
+// alone and then every allocation from it on (n = 0: none fails).  Returns
+// the count.
 uint64_t sweep(uint32_t format, uint32_t service, const Bytes &stream)
 {
-    fake_platform::reset();
-    checking_host::Host clean{.trap = false, .sorted = true};
-    checking_host::run_stream(&clean, format, service, stream.data(), stream.size());
-    EXPECT_EQ(clean.broken, 0) << "without failures";
-    const uint64_t allocations = fake_platform::malloc_calls();
-    for (uint64_t n = 1; n <= allocations; ++n) {
-        for (bool from_here_on : {false, true}) {
+    uint64_t allocations = 0;
+    for (uint64_t n = 0; n <= allocations; ++n)
+        for (auto fail : {fake_platform::fail_nth_malloc, fake_platform::fail_mallocs_from}) {
             fake_platform::reset();
-            if (from_here_on)
-                fake_platform::fail_mallocs_from(n);
-            else
-                fake_platform::fail_nth_malloc(n);
+            fail(n);
             checking_host::Host host{.trap = false, .sorted = true};
             checking_host::run_stream(&host, format, service, stream.data(), stream.size());
+            allocations = n == 0 ? fake_platform::malloc_calls() : allocations;
             if (host.broken != 0) {
-                ADD_FAILURE() << "allocation " << n << (from_here_on ? " and all after it" : "")
+                ADD_FAILURE() << "allocation " << n << (fail == fake_platform::fail_nth_malloc ? "" : " on")
                               << " failing: " << host.broken << " broken rules";
                 return allocations;
             }
         }
-    }
-    ::testing::Test::RecordProperty("allocations", std::to_string(allocations));
     return allocations;
 }
 
@@ -90,9 +83,7 @@ TEST(AllocationSweep, Eia608StreamWithEveryCaptionMode)
     std::string scc = read_sample("gst-plugins-rs/608-all-features.scc");
     if (scc.empty())
         GTEST_SKIP() << "no samples under " << VQSOFTCC_SAMPLES_DIR;
-    Bytes pairs = scc_pairs(scc);
-    ASSERT_GT(pairs.size(), 10000u);
-    EXPECT_GT(sweep(SOFTCC_FORMAT_EIA608, 0, pairs), 100u);
+    EXPECT_GT(sweep(SOFTCC_FORMAT_EIA608, 0, scc_pairs(scc)), 100u);
 }
 
 TEST(AllocationSweep, Eia708StreamsOfSixServices)
@@ -101,39 +92,30 @@ TEST(AllocationSweep, Eia708StreamsOfSixServices)
     std::string dump = read_sample("caption-inspector/BigBuckBunny_256x144-24fps.ccd");
     if (dump.empty())
         GTEST_SKIP() << "no samples under " << VQSOFTCC_SAMPLES_DIR;
-    Bytes dtvcc = dtvcc_packets(dump);
-    ASSERT_GT(dtvcc.size(), 1000u);
+    const Bytes dtvcc = dtvcc_packets(dump);
     for (uint32_t service : {1u, 6u})
         EXPECT_GT(sweep(SOFTCC_FORMAT_EIA708, service, dtvcc), 50u) << "service " << service;
 }
 
-class FuzzFindings : public ContextTest {
-protected:
-    // Types text at a cursor position with the given directions, then closes the run.
-    void type(int row, int column, uint32_t print, uint32_t scroll, const char *text)
-    {
-        CaptionWindow &w = window(0);
-        w.style.print_direction = print;
-        w.style.scroll_direction = scroll;
-        w.cursor_row = static_cast<int16_t>(row);
-        w.cursor_column = static_cast<int16_t>(column);
-        for (const char *c = text; *c != '\0'; ++c)
-            ASSERT_EQ(vqsoftcc_internal_add_char_to_current_segment(&w, *c), SOFTCC_OK);
-        ASSERT_EQ(vqsoftcc_internal_terminate_current_segment(context), SOFTCC_OK);
-    }
-};
-
 // SetWindowAttributes may turn a window's lines from columns into rows while
 // it holds text; its old runs then overlap on the new lines, and closing a
 // run over them must not stretch one past its characters.
+using FuzzFindings = ContextTest;
+
 TEST_F(FuzzFindings, RunsFromAnOldScrollAxisNeverGrowPastTheirText)
 {
     open(SOFTCC_FORMAT_EIA708, 1);
     CaptionWindow &w = window(0);
-    w.defined = 1;
-    w.row_count = 4;
-    w.column_count = 8;
+    w.defined = 1, w.row_count = 4, w.column_count = 8;
     context->current_window = 0;
+    // Types text at a cursor position with the given directions, then closes the run.
+    auto type = [&](int16_t row, int16_t column, uint32_t print, uint32_t scroll, const char *text) {
+        w.style.print_direction = print, w.style.scroll_direction = scroll;
+        w.cursor_row = row, w.cursor_column = column;
+        for (const char *c = text; *c != '\0'; ++c)
+            ASSERT_EQ(vqsoftcc_internal_add_char_to_current_segment(&w, *c), SOFTCC_OK);
+        ASSERT_EQ(vqsoftcc_internal_terminate_current_segment(context), SOFTCC_OK);
+    };
     type(0, 0, 2, 1, "ABCD"); // down column 0, a vertical line
     type(0, 1, 3, 1, "E");    // right-aligned one-character runs
     type(0, 2, 3, 1, "F");

@@ -12,17 +12,6 @@ void require(Host *host, bool condition)
     ++host->broken;
 }
 
-// Line and position of a run by the window's scroll axis.
-int line_of(const CaptionWindow *w, const TextSegment *s)
-{
-    return w->style.scroll_direction >= 2 ? s->row : s->column;
-}
-
-int position_of(const CaptionWindow *w, const TextSegment *s)
-{
-    return w->style.scroll_direction >= 2 ? s->column : s->row;
-}
-
 // Ids are not required to differ: a 608 open whose define_windows failed
 // leaves window 1 unset (id 0), and close still hands it over.
 void check_list(Host *host, CaptionWindow *head)
@@ -40,105 +29,48 @@ void check_list(Host *host, CaptionWindow *head)
     }
 }
 
-SoftCCStatus result(void *user, int callback)
-{
-    auto *host = static_cast<Host *>(user);
-    return (host->failing_callbacks >> callback) & 1u ? SOFTCC_ERR_NO_MEMORY : SOFTCC_OK;
-}
-
-SoftCCStatus on_define(void *user, CaptionWindow *w)
-{
-    auto *host = static_cast<Host *>(user);
-    require(host, w != nullptr);
-    if (w != nullptr)
-        check_window(host, w, host->sorted);
-    return result(user, 0);
-}
-
-SoftCCStatus on_refresh(void *user, CaptionWindow *head)
-{
-    auto *host = static_cast<Host *>(user);
-    require(host, head != nullptr);
-    check_list(host, head);
-    return result(user, 1);
-}
-
-SoftCCStatus on_scroll(void *user, CaptionWindow *w)
-{
-    auto *host = static_cast<Host *>(user);
-    require(host, w != nullptr && w->next == nullptr);
-    if (w != nullptr)
-        check_window(host, w, host->sorted);
-    return result(user, 2);
-}
-
-SoftCCStatus on_delete(void *user, CaptionWindow *head)
-{
-    auto *host = static_cast<Host *>(user);
-    require(host, head != nullptr);
-    check_list(host, head);
-    return result(user, 3);
-}
-
-SoftCCStatus on_set_alarm(void *user, uint32_t ms, SoftCCAlarmFunction alarm, void *ctx)
-{
-    auto *host = static_cast<Host *>(user);
-    require(host, ms <= 25500);
-    host->alarm = alarm;
-    host->alarm_context = ctx;
-    return result(user, 4);
-}
-
-SoftCCStatus on_cancel_alarm(void *user)
-{
-    auto *host = static_cast<Host *>(user);
-    host->alarm = nullptr;
-    host->alarm_context = nullptr;
-    return result(user, 5);
-}
-
-SoftCCStatus on_data(void *user, const uint8_t *data, uint32_t count)
-{
-    require(static_cast<Host *>(user), data != nullptr && count >= 1 && count <= 2);
-    return result(user, 6);
-}
-
 } // namespace
 
 void check_window(Host *host, const CaptionWindow *w, bool sorted)
 {
+    // Line and position of a run by the window's scroll axis.
+    const bool rows = w->style.scroll_direction >= 2;
+    auto line_of = [rows](const TextSegment *s) { return rows ? s->row : s->column; };
+    auto position_of = [rows](const TextSegment *s) { return rows ? s->column : s->row; };
     int count = 0;
     const TextSegment *previous = nullptr;
     for (const TextSegment *s = w->segments; s != nullptr; s = s->next) {
-        require(host, ++count <= 256 * 256);
-        if (count > 256 * 256)
-            return;
+        if (++count > 256 * 256)
+            return require(host, false);
         require(host, s != w->current_segment);
         require(host, s->length >= 1 && s->length <= SOFTCC_SEGMENT_CHARS);
         require(host, s->text >= s->chars && s->text + s->length <= s->chars + SOFTCC_SEGMENT_CHARS);
         if (sorted && previous != nullptr)
-            require(host, line_of(w, previous) < line_of(w, s) ||
-                              (line_of(w, previous) == line_of(w, s) &&
-                               position_of(w, previous) + previous->length <= position_of(w, s)));
+            require(host, line_of(previous) < line_of(s) ||
+                              (line_of(previous) == line_of(s) &&
+                               position_of(previous) + previous->length <= position_of(s)));
         previous = s;
     }
 }
 
-SoftCCOpenProfile profile(Host *host, uint32_t format, uint32_t service)
+SoftCCStatus Host::windows(const char *, int callback, CaptionWindow *head)
 {
-    SoftCCOpenProfile p{};
-    p.format = format;
-    p.service = service;
-    p.user = host;
-    p.define_windows = on_define;
-    p.refresh_windows = on_refresh;
-    p.scroll_windows = on_scroll;
-    p.delete_windows = on_delete;
-    p.set_delay_alarm = on_set_alarm;
-    p.cancel_delay_alarm = on_cancel_alarm;
-    p.forward_xds_data = on_data;
-    p.forward_link_data = on_data;
-    return p;
+    require(this, head != nullptr && (callback != 2 || head->next == nullptr));
+    if (head != nullptr && (callback == 0 || callback == 2)) // one window, not a list
+        check_window(this, head, sorted);
+    else
+        check_list(this, head);
+    return result(callback);
+}
+
+SoftCCStatus Host::armed(uint32_t ms)
+{
+    return require(this, ms <= 25500), result(4);
+}
+
+SoftCCStatus Host::bytes(const char *, const uint8_t *data, uint32_t count)
+{
+    return require(this, data != nullptr && count >= 1 && count <= 2), result(6);
 }
 
 void run_stream(Host *host, uint32_t format, uint32_t service, const uint8_t *data, size_t size)
@@ -149,8 +81,7 @@ void run_stream(Host *host, uint32_t format, uint32_t service, const uint8_t *da
     if (VQSoftCCOpen(&p, &context) != SOFTCC_OK)
         return;
     // Uneven slices, so that pairs, packets and codes split across calls.
-    size_t offset = 0;
-    size_t slice = 1;
+    size_t offset = 0, slice = 1;
     while (offset < size) {
         size_t n = slice < size - offset ? slice : size - offset;
         require(host, VQSoftCCDecode(context, data + offset, static_cast<uint32_t>(n)) == SOFTCC_OK);

@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "fake_platform.h"
-#include "vqsoftcc.h"
+#include "host_routing.h"
 
 namespace checking_host {
 
@@ -18,9 +18,19 @@ struct Host {
     bool trap = true;    // trap at a broken rule, or only count it
     bool sorted = false; // also check the order of runs handed over
     int broken = 0;      // broken rules seen
+
+    SoftCCStatus result(int callback) const
+    {
+        return (failing_callbacks >> callback) & 1u ? SOFTCC_ERR_NO_MEMORY : SOFTCC_OK;
+    }
+    SoftCCStatus windows(const char *name, int callback, CaptionWindow *head);
+    SoftCCStatus armed(uint32_t ms);
+    SoftCCStatus cancelled() { return result(5); }
+    SoftCCStatus bytes(const char *name, const uint8_t *data, uint32_t count);
 };
 
-SoftCCOpenProfile profile(Host *host, uint32_t format, uint32_t service);
+// An open profile whose callbacks go to the host.
+constexpr auto profile = &test_host::routed_profile<Host>;
 
 // Checks that the window's segment list is bounded, that every run has 1..52
 // characters inside its buffer and that the open run is not in the list.

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cstring>
 #include <vector>
@@ -14,16 +13,11 @@
 
 class ContextTest : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        fake_platform::reset();
-        blocks_before_ = fake_platform::live_blocks();
-    }
+    void SetUp() override { fake_platform::reset(), blocks_before_ = fake_platform::live_blocks(); }
 
     void TearDown() override
     {
-        if (context != nullptr)
-            VQSoftCCClose(context);
+        VQSoftCCClose(context); // a null context is refused quietly
         context = nullptr;
         EXPECT_EQ(fake_platform::live_blocks(), blocks_before_) << "blocks leaked";
     }
@@ -32,8 +26,7 @@ protected:
     // test if that does not work.
     void open(uint32_t format, uint32_t service = 0)
     {
-        if (context != nullptr)
-            VQSoftCCClose(context);
+        VQSoftCCClose(context);
         profile = host.profile(format, service);
         ASSERT_EQ(VQSoftCCOpen(&profile, &context), SOFTCC_OK);
         host.clear();

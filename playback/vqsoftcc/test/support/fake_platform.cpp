@@ -10,11 +10,7 @@ namespace fake_platform {
 namespace {
 
 struct State {
-    uint64_t calls = 0;
-    uint64_t failed = 0;
-    uint64_t fail_nth = 0;
-    uint64_t fail_from = 0;
-    uint64_t last_size = 0;
+    uint64_t calls = 0, failed = 0, fail_nth = 0, fail_from = 0, last_size = 0;
     std::unordered_set<void *> live;
     std::vector<Report> reports;
 };
@@ -34,15 +30,8 @@ void reset()
     s.reports.clear();
 }
 
-void fail_nth_malloc(uint64_t n)
-{
-    state().fail_nth = n == 0 ? 0 : state().calls + n;
-}
-
-void fail_mallocs_from(uint64_t n)
-{
-    state().fail_from = n == 0 ? 0 : state().calls + n;
-}
+void fail_nth_malloc(uint64_t n) { state().fail_nth = n == 0 ? 0 : state().calls + n; }
+void fail_mallocs_from(uint64_t n) { state().fail_from = n == 0 ? 0 : state().calls + n; }
 
 uint64_t malloc_calls() { return state().calls; }
 uint64_t failed_mallocs() { return state().failed; }
@@ -81,15 +70,8 @@ extern "C" void VQFree(void *block)
     std::free(block);
 }
 
-extern "C" void *VQMemset(void *block, int value, uint32_t count)
-{
-    return std::memset(block, value, count);
-}
-
-extern "C" void *VQMemcpy(void *dst, const void *src, uint32_t count)
-{
-    return std::memcpy(dst, src, count);
-}
+extern "C" void *VQMemset(void *to, int value, uint32_t n) { return std::memset(to, value, n); }
+extern "C" void *VQMemcpy(void *to, const void *from, uint32_t n) { return std::memcpy(to, from, n); }
 
 extern "C" uint32_t VQNOTIFY_implementation(uint32_t level, SoftCCStatus status, const char *path,
                                             uint32_t line, const char *message)

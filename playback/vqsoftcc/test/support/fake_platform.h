@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <ostream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "vqsoftcc.h"
@@ -18,10 +19,10 @@ struct Report {
     uint32_t line;
     std::string message;
 
-    bool operator==(const Report &other) const
+    bool operator==(const Report &o) const
     {
-        return level == other.level && status == other.status && path == other.path &&
-               line == other.line && message == other.message;
+        return std::tie(level, status, path, line, message) ==
+               std::tie(o.level, o.status, o.path, o.line, o.message);
     }
 };
 

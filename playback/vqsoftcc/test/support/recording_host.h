@@ -8,13 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "vqsoftcc.h"
+#include "host_routing.h"
 
 namespace test_host {
 
 struct SegmentView {
-    int row;
-    int column;
+    int row, column;
     std::u16string text;
     PenStyle pen;
     uint16_t caption_mode;
@@ -45,7 +44,10 @@ std::string utf8(const std::u16string &text);
 
 class RecordingHost {
 public:
-    SoftCCOpenProfile profile(uint32_t format, uint32_t service = 0);
+    SoftCCOpenProfile profile(uint32_t format, uint32_t service = 0)
+    {
+        return routed_profile(this, format, service);
+    }
 
     // Result a callback returns from now on ("define", "refresh", ...).
     void fail(const std::string &callback, SoftCCStatus status) { results_[callback] = status; }
@@ -59,18 +61,17 @@ public:
     SoftCCAlarmFunction alarm = nullptr;
     void *alarm_context = nullptr;
 
-private:
-    SoftCCStatus result(const std::string &callback) const;
-    SoftCCStatus record_list(const char *name, CaptionWindow *head);
+    // Where the routed callbacks arrive (see host_routing.h).
+    SoftCCStatus windows(const char *name, int callback, CaptionWindow *head);
+    SoftCCStatus armed(uint32_t ms) { return record({"set_alarm", {}, {}, {}, ms}); }
+    SoftCCStatus cancelled() { return record({"cancel_alarm"}); }
+    SoftCCStatus bytes(const char *name, const uint8_t *data, uint32_t count)
+    {
+        return record({name, {}, {}, std::vector<uint8_t>(data, data + count)});
+    }
 
-    static SoftCCStatus on_define(void *user, CaptionWindow *window);
-    static SoftCCStatus on_refresh(void *user, CaptionWindow *windows);
-    static SoftCCStatus on_scroll(void *user, CaptionWindow *window);
-    static SoftCCStatus on_delete(void *user, CaptionWindow *windows);
-    static SoftCCStatus on_set_alarm(void *user, uint32_t ms, SoftCCAlarmFunction alarm, void *ctx);
-    static SoftCCStatus on_cancel_alarm(void *user);
-    static SoftCCStatus on_xds(void *user, const uint8_t *data, uint32_t count);
-    static SoftCCStatus on_link(void *user, const uint8_t *data, uint32_t count);
+private:
+    SoftCCStatus record(Event e);
 
     std::map<std::string, SoftCCStatus> results_;
 };
