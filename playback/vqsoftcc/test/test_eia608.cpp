@@ -329,8 +329,7 @@ TEST_F(Eia608Test, InputSplitAnywhereDecodesAlikeAndGarbageDoesNoHarm)
 // character is not, keeps its partner, and leaves the screen undrawn.
 TEST_F(Eia608Test, MemoryFailuresAreReportedByPathAndSpareThePartnerCharacter)
 {
-    const auto caption =
-        report608(SOFTCC_ERR_NO_MEMORY, 242, "Could not process captioning code\n");
+    const auto caption = report608(SOFTCC_ERR_NO_MEMORY, 242, "Could not process captioning code\n");
     const struct { uint32_t service; Bytes start, failing; bool every_malloc;
                    std::vector<fake_platform::Report> reports; const char *window0; } cases[] = {
         {0, kPaintOnBottom + chars("A"), cc({0x11, 0x20}) + chars("B") + cc({0x14, 0x28}), true,

@@ -130,8 +130,7 @@ TEST_F(InterfaceTest, Reset608ClearsTheDisplayedWindowAsTheServiceShowsIt)
     for (uint32_t service : {0u, 5u}) {
         SCOPED_TRACE(service);
         open(SOFTCC_FORMAT_EIA608, service);
-        window(0).style.fill_opacity = window(1).style.fill_opacity = 1;
-        window(0).row_count = 3;
+        window(0).row_count = 3, window(0).style.fill_opacity = window(1).style.fill_opacity = 1;
         if (service == 0)
             window(0).next = &window(1), window(1).next = &window(0);
         host.fail("refresh", 99);
@@ -179,6 +178,7 @@ TEST_F(InterfaceTest, SwitchingFormatsStartsOnTheFirstService)
     for (const Switch &c : kSwitches) {
         SCOPED_TRACE(testing::Message() << c.from << " to " << c.to);
         open(c.from, c.service);
+        context->current_window = c.from != c.to ? 1 : -1; // a switch forgets it
         EXPECT_EQ(VQSoftCCSelectFormat(context, c.to), SOFTCC_OK);
         EXPECT_EQ(host.names(), c.callbacks);
         EXPECT_EQ(selection(), (Selection{c.to, c.to, c.service_after, c.service_after, -1}));
