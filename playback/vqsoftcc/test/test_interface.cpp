@@ -178,7 +178,6 @@ TEST_F(InterfaceTest, SwitchingFormatsStartsOnTheFirstService)
     for (const Switch &c : kSwitches) {
         SCOPED_TRACE(testing::Message() << c.from << " to " << c.to);
         open(c.from, c.service);
-        context->current_window = c.from != c.to ? 1 : -1; // a switch forgets it
         EXPECT_EQ(VQSoftCCSelectFormat(context, c.to), SOFTCC_OK);
         EXPECT_EQ(host.names(), c.callbacks);
         EXPECT_EQ(selection(), (Selection{c.to, c.to, c.service_after, c.service_after, -1}));
@@ -210,11 +209,11 @@ TEST_F(InterfaceTest, FailedSwitchesLeave608OnItsFirstService)
 
 TEST_F(InterfaceTest, SwitchToUnknownFormatLeavesNoDecoder)
 {
-    open(SOFTCC_FORMAT_EIA608, 1);
+    open(SOFTCC_FORMAT_EIA608, 3);
     uint8_t byte = 0x80;
     EXPECT_EQ(VQSoftCCSelectFormat(context, 7), SOFTCC_OK);
     EXPECT_THAT(host.names(), ElementsAre("delete"));
-    EXPECT_EQ(selection(), (Selection{7, 7, 1, 1, -1})); // no decoder opened: the service stays
+    EXPECT_EQ(selection(), (Selection{7, 7, 3, 3, -1})); // no decoder opened: the service stays
     host.clear();
     // Reset, Decode, SelectService, SelectFormat of the same and of a known format.
     EXPECT_EQ(Statuses({VQSoftCCReset(context), VQSoftCCDecode(context, &byte, 1),
