@@ -210,6 +210,7 @@ TEST_F(InterfaceTest, FailedSwitchesLeave608OnItsFirstService)
 TEST_F(InterfaceTest, SwitchToUnknownFormatLeavesNoDecoder)
 {
     open(SOFTCC_FORMAT_EIA608, 3);
+    context->current_window = 1; // forgotten though no decoder opens
     uint8_t byte = 0x80;
     EXPECT_EQ(VQSoftCCSelectFormat(context, 7), SOFTCC_OK);
     EXPECT_THAT(host.names(), ElementsAre("delete"));
