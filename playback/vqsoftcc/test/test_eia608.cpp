@@ -2,14 +2,13 @@
 // bits go in through VQSoftCCDecode; callbacks and window snapshots come out.
 #include "context_fixture.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <regex>
-#include <sstream>
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 namespace {
 
@@ -54,109 +53,132 @@ const Bytes kPaintOnBottom = kResumeDirect + cc({0x14, 0x70}); // row 14, column
 
 class Eia608Test : public ContextTest {
 protected:
-    std::string callbacks() const
+    // The callbacks made, in order, with #id for each window handed over when
+    // asked; xds and link data follow, bytes outside '!'..'~' as ^ and hex.
+    std::string callbacks(bool with_ids = false) const
     {
         std::string out;
-        for (const auto &e : host.events)
-            out += (out.empty() ? "" : " ") + e.name;
+        for (const auto &e : host.events) {
+            out += (out.empty() ? "" : " ") + e.name + (e.bytes.empty() ? "" : ":");
+            for (int id : e.window_ids)
+                out += with_ids ? "#" + std::to_string(id) : "";
+            for (uint8_t b : e.bytes) {
+                char text[4];
+                std::snprintf(text, sizeof text, b > 0x20 && b < 0x7F ? "%c" : "^%02X", b);
+                out += text;
+            }
+        }
         return out;
     }
 
     std::string shown(int id) { return test_host::describe(window(id)); }
+
+    // Rows, cursor row and column, then the text of a window.
+    std::string layout(int id)
+    {
+        const CaptionWindow &w = window(id);
+        return std::to_string(w.row_count) + " rows @" + std::to_string(w.cursor_row) + "," +
+               std::to_string(w.cursor_column) + " " + shown(id);
+    }
 };
 
-TEST_F(Eia608Test, PopOnBuildsTwoStyledLinesInHiddenMemoryAndShowsThemAtEndOfCaption)
+// The pen of each run: foreground colour/opacity, background colour/opacity,
+// attribute bits, caption mode, and * for a run that must stay alone.
+std::string pens(const std::vector<test_host::SegmentView> &segments)
+{
+    std::string out;
+    for (const auto &s : segments) {
+        char text[48];
+        std::snprintf(text, sizeof text, "%s%02X/%u %02X/%u a%u m%u%s", out.empty() ? "" : "|",
+                      s.pen.fg_color, s.pen.fg_opacity, s.pen.bg_color, s.pen.bg_opacity,
+                      s.pen.attributes, s.caption_mode, s.no_merge ? "*" : "");
+        out += text;
+    }
+    return out;
+}
+
+TEST_F(Eia608Test, PopOnLoadsStyledLinesHiddenSwapsAtEndOfCaptionAndGivesWayToRollUp)
 {
     open(SOFTCC_FORMAT_EIA608, 0);
-    EXPECT_EQ(decode(kResumeCaptionLoading + cc({0x14, 0x2E}) // erase hidden memory
-                     + cc({0x14, 0x45})                       // row 13, blue, underline
-                     + chars("Hi") + cc({0x11, 0x2E})         // mid-row: italics, same colour
-                     + chars("you") + cc({0x14, 0x61})        // row 14, white, underline
-                     + chars("OK")),
-              SOFTCC_OK);
+    decode(kResumeCaptionLoading + cc({0x14, 0x2E}) // erase hidden memory
+           + cc({0x14, 0x45})                       // row 13, blue, underline
+           + chars("Hi") + cc({0x11, 0x2E})         // mid-row: italics, same colour
+           + chars("you") + cc({0x14, 0x61})        // row 14, white, underline
+           + chars("OK"));
     // Loading into the hidden memory draws nothing until the swap.
-    ASSERT_EQ(callbacks(), "refresh");
-    EXPECT_THAT(host.events[0].window_ids, ElementsAre(0, 1));
-    // The mid-row space keeps the old colour but never the underline.
-    EXPECT_EQ(shown(1), "13:0:Hi|13:2: |13:3:you|14:0:OK");
+    EXPECT_EQ(callbacks(true), "refresh#0#1");
 
     host.clear();
-    ASSERT_EQ(decode(kEndOfCaption), SOFTCC_OK);
-    ASSERT_EQ(callbacks(), "refresh");
+    decode(kEndOfCaption);
+    ASSERT_EQ(callbacks(true), "refresh#0#1");
     const auto &swap = host.events[0];
-    EXPECT_THAT(swap.window_ids, ElementsAre(0, 1));
     EXPECT_EQ(swap.windows[0].record.flags & SOFTCC_WINDOW_VISIBLE, 0);
     EXPECT_NE(swap.windows[1].record.flags & SOFTCC_WINDOW_VISIBLE, 0);
-    const auto &segments = swap.windows[1].segments;
-    ASSERT_EQ(segments.size(), 4u);
-    const std::pair<int, int> pens[] = {
-        {0x02, SOFTCC_PEN_UNDERLINE}, {0x02, 0}, {0x02, SOFTCC_PEN_ITALICS}, {0x2A, SOFTCC_PEN_UNDERLINE}};
-    for (size_t i = 0; i < 4; ++i) {
-        EXPECT_EQ(segments[i].pen.fg_color, pens[i].first) << i;
-        EXPECT_EQ(segments[i].pen.attributes, pens[i].second) << i;
-        EXPECT_EQ(segments[i].caption_mode, 2) << i;
-    }
-    // Writing goes on in the memory that is now hidden; a second swap goes back.
+    // The mid-row space keeps the old colour but never the underline.
+    EXPECT_EQ(test_host::describe(swap.windows[1].segments), "13:0:Hi|13:2: |13:3:you|14:0:OK");
+    EXPECT_EQ(pens(swap.windows[1].segments),
+              "02/0 00/0 a2 m2|02/0 00/0 a0 m2|02/0 00/0 a1 m2|2A/0 00/0 a2 m2");
+    // Writing goes on in the memory that is now hidden; a second swap shows it.
     EXPECT_EQ(context->current_window, 0);
-    ASSERT_EQ(decode(kNullPair + kEndOfCaption), SOFTCC_OK);
+    decode(chars("Z") + kEndOfCaption);
     EXPECT_NE(window(0).flags & SOFTCC_WINDOW_VISIBLE, 0);
     EXPECT_EQ(window(1).flags & SOFTCC_WINDOW_VISIBLE, 0);
     EXPECT_EQ(context->current_window, 1);
+    EXPECT_EQ(shown(0), "14:0:Z");
+
+    // Roll-up drops the text of both memories and redraws the one shown.
+    host.clear();
+    decode(cc({0x14, 0x25}));
+    EXPECT_EQ(callbacks(true), "refresh#0");
+    EXPECT_EQ(layout(0) + "/" + layout(1), "2 rows @1,0 /15 rows @14,2 ");
+    EXPECT_EQ(context->format_state.eia608.rollup_base_row, 14u);
 }
 
-TEST_F(Eia608Test, PaintOnDrawsAtOnceAndEditsWithBackspaceBackgroundAndDelete)
+TEST_F(Eia608Test, PaintOnDrawsAtOnceAndEditsWithBackspaceBackgroundDeleteAndFlash)
 {
     open(SOFTCC_FORMAT_EIA608, 0);
-    ASSERT_EQ(decode(kResumeDirect + cc({0x14, 0x72}) + chars("AB")), SOFTCC_OK);
-    ASSERT_EQ(callbacks(), "refresh");
-    EXPECT_THAT(host.events[0].window_ids, ElementsAre(0));
-    EXPECT_EQ(test_host::describe(host.events.at(0).windows.at(0).segments), "14:4:AB");
+    decode(kResumeDirect + cc({0x14, 0x72}) + chars("AB"));
+    ASSERT_EQ(callbacks(true), "refresh#0");
+    EXPECT_EQ(test_host::describe(host.events[0].windows.at(0).segments), "14:4:AB");
 
     host.clear();
     decode(cc({0x14, 0x21})); // backspace
     EXPECT_EQ(callbacks(), "refresh");
     EXPECT_EQ(shown(0), "14:4:A");
 
-    // A background code replaces the space before it with a space of its own pen.
-    decode(chars(" ") + cc({0x10, 0x25}) + chars("C")); // blue, translucent
-    auto segments = test_host::segments_of(window(0));
-    ASSERT_EQ(shown(0), "14:4:A|14:5: C");
-    EXPECT_EQ(segments[1].pen.bg_color, 0x02);
-    EXPECT_EQ(segments[1].pen.bg_opacity, 2u);
-    decode(cc({0x17, 0x2D}) + chars("D")); // background transparent replaces the C
-    segments = test_host::segments_of(window(0));
-    EXPECT_EQ(segments.back().pen.bg_color, 0x22);
-    EXPECT_EQ(segments.back().pen.bg_opacity, 3u);
+    // A background code replaces the space before it with a space of its own
+    // pen: blue translucent, then transparent in place of the C.
+    decode(chars(" ") + cc({0x10, 0x25}) + chars("C") + cc({0x17, 0x2D}) + chars("D"));
     EXPECT_EQ(shown(0), "14:4:A|14:5: |14:6: D");
+    EXPECT_EQ(pens(test_host::segments_of(window(0))),
+              "2A/0 00/0 a0 m3|2A/0 02/2 a0 m3|2A/0 22/3 a0 m3");
 
     decode(cc({0x14, 0x72}) + cc({0x14, 0x24})); // back to column 4, delete to end of row
     EXPECT_EQ(shown(0), "");
-}
 
-// One stream on one service, and what the host ends with: the callbacks made
-// (null: not checked) and the text of window 0.
-struct ScreenCase {
-    const char *what;
-    uint32_t service;
-    Bytes stream;
-    const char *callbacks;
-    const char *window0;
-};
+    // The flashing space stays a run of its own; a PAC ends the flash.
+    decode(chars("a") + cc({0x14, 0x28}) + chars("b") + cc({0x14, 0x72}) +
+           cc({0x14, 0x23}) /* alarm on: nothing */ + chars("c"));
+    ASSERT_EQ(shown(0), "14:4:c|14:5: |14:6:b");
+    EXPECT_EQ(pens(test_host::segments_of(window(0))),
+              "2A/0 22/3 a0 m3|2A/1 22/3 a0 m3*|2A/1 22/3 a0 m3");
+}
 
 TEST_F(Eia608Test, ChannelsModesFilterAndPlacement)
 {
-    const ScreenCase cases[] = {
+    // One stream on one service, and what the host ends with: the callbacks
+    // made (null: not checked) and the text of window 0.
+    const struct {
+        const char *what; uint32_t service; Bytes stream; const char *callbacks, *window0;
+    } cases[] = {
         // Repeat filter and the caption gate before it.
-        {"no mode: characters dropped, a doubled erase acts once", 0,
-         chars("no") + kEraseDisplayed + kEraseDisplayed, "refresh", ""},
-        {"three copies act twice", 0, kEraseDisplayed + kEraseDisplayed + kEraseDisplayed,
-         "refresh refresh", ""},
+        {"no mode: characters dropped, a doubled erase acts once, a third copy again", 0,
+         chars("no") + kEraseDisplayed + kEraseDisplayed + kEraseDisplayed, "refresh refresh", ""},
         {"no mode: the null pair never reaches the filter", 0,
          kNullPair + kEraseDisplayed + kNullPair + kEraseDisplayed, "refresh", ""},
-        {"a null pair between copies makes the second new", 0,
-         kResumeDirect + kEraseDisplayed + kNullPair + kEraseDisplayed, "refresh refresh", ""},
-        {"so does a character", 0, kResumeDirect + kEraseDisplayed + chars("a") + kEraseDisplayed,
-         "refresh refresh refresh", ""},
+        {"a null pair or a character makes the next copy new", 0,
+         kResumeDirect + kEraseDisplayed + kNullPair + kEraseDisplayed + chars("a") +
+             kEraseDisplayed, "refresh refresh refresh refresh", ""},
         // Data channels and fields.
         {"CC2 is ignored on CC1 until CC1 starts a mode", 0,
          kPaintOnBottom + chars("AB") + cc({0x1C, 0x25}) + chars("CD") + cc({0x1C, 0x2C}) +
@@ -176,6 +198,13 @@ TEST_F(Eia608Test, ChannelsModesFilterAndPlacement)
         {"T1 ignores the other channel's Text Restart", 4, cc({0x1C, 0x2A}) + chars("no"), "", ""},
         {"a caption mode start stops text drawing", 4,
          kTextRestart + chars("Hi") + kResumeDirect + chars("zz"), "refresh refresh", "0:0:Hi"},
+        {"T2 hands link text to the host, by the byte", 5,
+         cc({0x1C, 0x2A}) + chars("<ab>x<y>z") + chars("[q]r"),
+         "refresh link:<a link:b> link:< refresh link:y> refresh link:[q link:] refresh", "0:0:xzr"},
+        {"XDS data goes to the host until a control code", 15,
+         chars("ab") + cc({0x01, 0x03}) + chars("BC") + cc({0x0F, 0x1D}) + chars("  ") +
+             cc({0x15, 0x2C}) + chars("DE"),
+         "xds:^01^03 xds:BC xds:^0F^1D xds:^20^20", ""},
         // Parity errors clear the screen, whatever the service; the mode survives.
         {"parity error", 0, kPaintOnBottom + chars("AB") + Bytes{odd('C'), 'D'} + chars("E"),
          "refresh refresh refresh", "14:2:E"},
@@ -193,16 +222,14 @@ TEST_F(Eia608Test, ChannelsModesFilterAndPlacement)
              cc({0x14, 0x7E, 0x17, 0x22, 0x17, 0x23, 0x14, 0x21}), nullptr, "14:28:AB"},
         {"text mode ignores a PAC's row", 4, kTextRestart + cc({0x14, 0x7F}) + chars("Z"),
          "refresh refresh", "0:28:Z"},
-        // Character sets: an extended character replaces the one before it.
-        {"basic-set exceptions", 0, kPaintOnBottom + cc({0x2A, 0x7F, 0x45, 0x00}), nullptr,
-         u8"14:0:\u00E1\u25A0E"},
-        {"E acute replaces E; a special character replaces nothing", 0,
-         kPaintOnBottom + cc({0x45, 0x00, 0x12, 0x21, 0x11, 0x39}), nullptr, u8"14:0:\u00C9\uF8FE"},
-        {"extended backslash, then copyright, then A", 0,
-         kPaintOnBottom + cc({0x45, 0x00, 0x13, 0x2B}) + cc({0x12, 0x2B, 0x00, 0x41}), nullptr,
-         u8"14:0:\u00A9A"},
+        // Character sets: an extended character replaces the one before it, a special one
+        // replaces nothing.
+        {"basic exceptions, both extended halves, special, then an extended over A", 0,
+         kPaintOnBottom + cc({0x2A, 0x7F, 0x45, 0x00, 0x12, 0x21, 0x45, 0x00, 0x13, 0x2B}) +
+             cc({0x11, 0x39, 0x00, 0x41, 0x12, 0x2B}),
+         nullptr, u8"14:0:\u00E1\u25A0\u00C9\\\uF8FE\u00A9"},
     };
-    for (const ScreenCase &c : cases) {
+    for (const auto &c : cases) {
         SCOPED_TRACE(c.what);
         open(SOFTCC_FORMAT_EIA608, c.service);
         EXPECT_EQ(decode(c.stream), SOFTCC_OK);
@@ -216,63 +243,34 @@ TEST_F(Eia608Test, RollUpGrowsShrinksMovesBaseRowAndBecomesPaintOnText)
 {
     open(SOFTCC_FORMAT_EIA608, 0);
     decode(cc({0x14, 0x25}) + chars("L1"));
-    EXPECT_EQ(window(0).row_count, 2);
-    EXPECT_EQ(window(0).cursor_row, 1);
-    EXPECT_EQ(shown(0), "1:0:L1");
+    EXPECT_EQ(layout(0), "2 rows @1,2 1:0:L1");
 
     host.clear();
     decode(kCarriageReturn);
-    ASSERT_EQ(callbacks(), "scroll");
-    EXPECT_EQ(test_host::describe(host.events.at(0).windows.at(0).segments), "0:0:L1");
-    EXPECT_EQ(window(0).cursor_row, 1);
+    EXPECT_EQ(callbacks(), "scroll");
+    EXPECT_EQ(layout(0), "2 rows @1,0 0:0:L1");
 
     decode(chars("L2") + cc({0x14, 0x26})); // Roll-Up 3: an empty row appears on top
-    EXPECT_EQ(window(0).row_count, 3);
-    EXPECT_EQ(shown(0), "1:0:L1|2:0:L2");
+    EXPECT_EQ(layout(0), "3 rows @2,2 1:0:L1|2:0:L2");
     decode(kCarriageReturn + chars("L3") + cc({0x14, 0x27})); // Roll-Up 4
-    EXPECT_EQ(window(0).row_count, 4);
-    EXPECT_EQ(shown(0), "1:0:L1|2:0:L2|3:0:L3");
+    EXPECT_EQ(layout(0), "4 rows @3,2 1:0:L1|2:0:L2|3:0:L3");
     decode(kCarriageReturn + chars("L4"));
     EXPECT_EQ(shown(0), "0:0:L1|1:0:L2|2:0:L3|3:0:L4");
 
     host.clear();
     decode(cc({0x14, 0x25})); // back to two rows: the two oldest go
-    EXPECT_THAT(host.events, IsEmpty());
-    EXPECT_EQ(window(0).row_count, 2);
-    EXPECT_EQ(shown(0), "0:0:L3|1:0:L4");
-    EXPECT_EQ(context->format_state.eia608.rollup_depth, 2u);
+    EXPECT_EQ(callbacks(), "");
+    EXPECT_EQ(layout(0), "2 rows @1,2 0:0:L3|1:0:L4");
 
     decode(cc({0x10, 0x40})); // a PAC on row 10 moves the base row
-    EXPECT_EQ(window(0).row_count, 6);
-    EXPECT_EQ(context->format_state.eia608.rollup_base_row, 10u);
-    EXPECT_EQ(window(0).cursor_row, 1);
+    EXPECT_EQ(layout(0), "6 rows @1,0 0:0:L3|1:0:L4");
 
     host.clear();
     decode(kResumeCaptionLoading + chars("N"));
     EXPECT_EQ(callbacks(), "refresh");
-    EXPECT_EQ(window(0).row_count, 15);
-    EXPECT_EQ(shown(0), "9:0:L3|10:0:L4");
-    for (const auto &s : test_host::segments_of(window(0)))
-        EXPECT_EQ(s.caption_mode, 3);
+    EXPECT_EQ(layout(0), "15 rows @1,0 9:0:L3|10:0:L4");
+    EXPECT_EQ(pens(test_host::segments_of(window(0))), "2A/0 00/0 a0 m3|2A/0 00/0 a0 m3");
     EXPECT_EQ(shown(1), "14:0:N"); // the hidden memory's cursor never moved
-}
-
-TEST_F(Eia608Test, EnteringRollUpDropsOtherTextFromBothMemories)
-{
-    open(SOFTCC_FORMAT_EIA608, 0);
-    decode(kResumeCaptionLoading + cc({0x14, 0x70}) + chars("pop") + kEndOfCaption +
-           kResumeCaptionLoading + chars("next"));
-    ASSERT_EQ(shown(0) + "/" + shown(1), "14:0:next/14:0:pop");
-    host.clear();
-    decode(cc({0x14, 0x25}));
-    ASSERT_EQ(callbacks(), "refresh");
-    EXPECT_THAT(host.events[0].window_ids, ElementsAre(1));
-    EXPECT_EQ(shown(0) + shown(1), "");
-    EXPECT_EQ(window(1).row_count, 2);
-    EXPECT_EQ(window(1).cursor_row, 1);
-    EXPECT_EQ(window(1).cursor_column, 0);
-    EXPECT_EQ(context->format_state.eia608.rollup_base_row, 14u);
-    EXPECT_EQ(context->current_window, 1);
 }
 
 TEST_F(Eia608Test, TextModeMovesDownARowPerReturnAndScrollsFromTheLast)
@@ -280,10 +278,8 @@ TEST_F(Eia608Test, TextModeMovesDownARowPerReturnAndScrollsFromTheLast)
     open(SOFTCC_FORMAT_EIA608, 4);
     decode(chars("no") + kTextRestart + chars("Hi"));
     ASSERT_EQ(callbacks(), "refresh refresh");
-    const CaptionWindow &box = host.events[0].windows[0].record;
-    EXPECT_EQ(box.style.fill_opacity, 0u);
-    EXPECT_EQ(box.row_count, 15);
-    EXPECT_EQ(test_host::segments_of(window(0))[0].caption_mode, 4);
+    EXPECT_EQ(host.events[0].windows[0].record.style.fill_opacity, 0u); // an opaque box
+    EXPECT_EQ(pens(test_host::segments_of(window(0))), "2A/0 00/0 a0 m4");
 
     decode(kCarriageReturn + chars("Yo"));
     EXPECT_EQ(shown(0), "0:0:Hi|1:0:Yo");
@@ -293,8 +289,7 @@ TEST_F(Eia608Test, TextModeMovesDownARowPerReturnAndScrollsFromTheLast)
     host.clear();
     decode(kNullPair + kCarriageReturn);
     EXPECT_EQ(callbacks(), "scroll");
-    EXPECT_EQ(shown(0), "0:0:Yo");
-    EXPECT_EQ(window(0).cursor_row, 14);
+    EXPECT_EQ(layout(0), "15 rows @14,0 0:0:Yo");
 
     // Resume Text Display keeps the text; Text Restart erases it.
     decode(cc({0x14, 0x2B}));
@@ -303,122 +298,56 @@ TEST_F(Eia608Test, TextModeMovesDownARowPerReturnAndScrollsFromTheLast)
     EXPECT_EQ(shown(0), "");
 }
 
-TEST_F(Eia608Test, SecondTextServiceForwardsLinkBytes)
-{
-    open(SOFTCC_FORMAT_EIA608, 5);
-    decode(cc({0x1C, 0x2A}));
-    host.clear();
-    decode(chars("<ab>x<y>z"));
-    ASSERT_EQ(callbacks(), "link link link refresh link refresh");
-    EXPECT_THAT(host.events[0].bytes, ElementsAre('<', 'a'));
-    EXPECT_THAT(host.events[1].bytes, ElementsAre('b', '>'));
-    EXPECT_THAT(host.events[2].bytes, ElementsAre('<'));
-    EXPECT_THAT(host.events[4].bytes, ElementsAre('y', '>'));
-    EXPECT_EQ(shown(0), "0:0:xz");
-
-    host.clear();
-    decode(chars("[q]r"));
-    ASSERT_EQ(callbacks(), "link link refresh");
-    EXPECT_THAT(host.events[1].bytes, ElementsAre(']'));
-    EXPECT_EQ(shown(0), "0:0:xzr");
-}
-
-TEST_F(Eia608Test, XdsServiceForwardsPairsUntilControlCode)
-{
-    open(SOFTCC_FORMAT_EIA608, 15);
-    decode(chars("ab") + cc({0x01, 0x03}) + chars("BC") + cc({0x0F, 0x1D}) + chars("  ") +
-           cc({0x15, 0x2C}) + chars("DE"));
-    ASSERT_EQ(callbacks(), "xds xds xds xds");
-    EXPECT_THAT(host.events[0].bytes, ElementsAre(0x01, 0x03));
-    EXPECT_THAT(host.events[1].bytes, ElementsAre('B', 'C'));
-    EXPECT_THAT(host.events[2].bytes, ElementsAre(0x0F, 0x1D));
-    EXPECT_THAT(host.events[3].bytes, ElementsAre(' ', ' '));
-    EXPECT_EQ(shown(0), "");
-}
-
-TEST_F(Eia608Test, PairsSplitAcrossCallsDecodeAsInOneCall)
+TEST_F(Eia608Test, InputSplitAnywhereDecodesAlikeAndGarbageDoesNoHarm)
 {
     const Bytes stream = kResumeCaptionLoading + cc({0x13, 0x50}) + chars("split me") +
-                         cc({0x11, 0x21}) + chars("!") + kEndOfCaption + cc({0x14, 0x25}) +
-                         chars("x");
-    open(SOFTCC_FORMAT_EIA608, 0);
-    decode(stream);
-    const std::string whole = callbacks(), whole0 = shown(0), whole1 = shown(1);
-
-    open(SOFTCC_FORMAT_EIA608, 0);
-    for (uint8_t b : stream)
-        ASSERT_EQ(VQSoftCCDecode(context, &b, 1), SOFTCC_OK);
-    EXPECT_EQ(callbacks(), whole);
-    EXPECT_EQ(shown(0), whole0);
-    EXPECT_EQ(shown(1), whole1);
+                         cc({0x11, 0x21}) + chars("!") + kEndOfCaption + cc({0x14, 0x25, 'x', 0});
+    auto run = [&](bool split) {
+        open(SOFTCC_FORMAT_EIA608, 0);
+        for (size_t i = 0; i < stream.size(); i += split ? 1 : stream.size())
+            decode(split ? Bytes{stream[i]} : stream);
+        return callbacks() + "/" + shown(0) + "/" + shown(1);
+    };
+    EXPECT_EQ(run(true), run(false));
     decode({odd(0x14)});
     EXPECT_EQ(context->format_state.eia608.have_first_byte, 1);
-}
+    EXPECT_EQ(vqsoftcc_internal_decode_eia608(context, nullptr, 0), SOFTCC_OK);
+    EXPECT_EQ(vqsoftcc_internal_decode_eia608(context, nullptr, 2), SOFTCC_ERR_NULL_POINTER);
+    EXPECT_EQ(vqsoftcc_internal_decode_eia608(nullptr, stream.data(), 2), SOFTCC_ERR_NULL_POINTER);
 
-TEST_F(Eia608Test, FailuresOfWindowCommandsAreReportedByPath)
-{
-    const struct {
-        uint32_t service;
-        Bytes start, failing;
-        fake_platform::Report report;
-        size_t copies;
-    } cases[] = {
-        {0, kPaintOnBottom, cc({0x11, 0x20}) + chars("B") + cc({0x14, 0x28}),
-         report608(SOFTCC_ERR_NO_MEMORY, 242, "Could not process captioning code\n"), 2},
-        {4, kTextRestart, cc({0x14, 0x28}),
-         report608(SOFTCC_ERR_NO_MEMORY, 252, "Could not process text code\n"), 1},
-    };
-    for (const auto &c : cases) {
-        open(SOFTCC_FORMAT_EIA608, c.service);
-        decode(c.start + chars("A"));
-        fake_platform::clear_reports();
-        fake_platform::fail_mallocs_from(1);
-        decode(c.failing);
-        fake_platform::fail_mallocs_from(0);
-        EXPECT_EQ(fake_platform::reports(), std::vector<fake_platform::Report>(c.copies, c.report));
-    }
-}
-
-TEST_F(Eia608Test, CharacterLostToMemoryKeepsItsPartnerUnreportedAndUnrefreshed)
-{
-    open(SOFTCC_FORMAT_EIA608, 0);
-    decode(kPaintOnBottom);
-    host.clear();
-    fake_platform::fail_nth_malloc(1);
-    decode(chars("AB"));
-    EXPECT_EQ(shown(0), "14:0:B");
-    EXPECT_EQ(callbacks(), "");
-    EXPECT_THAT(fake_platform::reports(), IsEmpty());
-}
-
-TEST_F(Eia608Test, FlashOnSpaceStaysAloneAndPreambleEndsTheFlash)
-{
-    open(SOFTCC_FORMAT_EIA608, 4);
-    decode(kTextRestart + chars("a") + cc({0x14, 0x28}) + chars("b") + cc({0x14, 0x70}) +
-           cc({0x14, 0x23}) /* alarm on: nothing */ + chars("c"));
-    ASSERT_EQ(shown(0), "0:0:c|0:1: |0:2:b");
-    auto segments = test_host::segments_of(window(0));
-    EXPECT_EQ(segments[1].no_merge, 1);
-    EXPECT_EQ(segments[1].pen.fg_opacity, 1u);
-    EXPECT_EQ(segments[2].pen.fg_opacity, 1u);
-    EXPECT_EQ(segments[0].pen.fg_opacity, 0u);
-}
-
-TEST_F(Eia608Test, GarbageIsConsumedWithoutHarm)
-{
+    // Random bytes on every kind of service are consumed without harm.
     std::mt19937 random(608);
     Bytes noise(4001);
-    for (uint8_t &b : noise)
-        b = static_cast<uint8_t>(random());
+    std::generate(noise.begin(), noise.end(), [&] { return uint8_t(random()); });
     for (uint32_t service : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 15u, 9u}) {
         open(SOFTCC_FORMAT_EIA608, service);
         EXPECT_EQ(decode(noise), SOFTCC_OK);
-        EXPECT_EQ(decode(Bytes(64, 0x00)), SOFTCC_OK);
-        EXPECT_EQ(decode(Bytes(64, 0xFF)), SOFTCC_OK);
-        EXPECT_EQ(decode({0x94}), SOFTCC_OK);
-        EXPECT_EQ(vqsoftcc_internal_decode_eia608(context, nullptr, 0), SOFTCC_OK);
-        EXPECT_EQ(vqsoftcc_internal_decode_eia608(context, nullptr, 2), SOFTCC_ERR_NULL_POINTER);
-        EXPECT_EQ(vqsoftcc_internal_decode_eia608(nullptr, noise.data(), 2), SOFTCC_ERR_NULL_POINTER);
+    }
+}
+
+// Memory running out: a failed control code is reported by its path; a lost
+// character is not, keeps its partner, and leaves the screen undrawn.
+TEST_F(Eia608Test, MemoryFailuresAreReportedByPathAndSpareThePartnerCharacter)
+{
+    const auto caption = report608(SOFTCC_ERR_NO_MEMORY, 242, "Could not process captioning code\n");
+    const struct { uint32_t service; Bytes start, failing; bool every_malloc;
+                   std::vector<fake_platform::Report> reports; const char *window0; } cases[] = {
+        {0, kPaintOnBottom + chars("A"), cc({0x11, 0x20}) + chars("B") + cc({0x14, 0x28}), true,
+         {caption, caption}, "14:0:A "},
+        {4, kTextRestart + chars("A"), cc({0x14, 0x28}), true,
+         {report608(SOFTCC_ERR_NO_MEMORY, 252, "Could not process text code\n")}, "0:0:A|0:1: "},
+        {0, kPaintOnBottom, chars("AB"), false, {}, "14:0:B"},
+    };
+    for (const auto &c : cases) {
+        open(SOFTCC_FORMAT_EIA608, c.service);
+        decode(c.start);
+        host.clear(), fake_platform::clear_reports();
+        c.every_malloc ? fake_platform::fail_mallocs_from(1) : fake_platform::fail_nth_malloc(1);
+        decode(c.failing);
+        fake_platform::fail_mallocs_from(0), fake_platform::fail_nth_malloc(0);
+        EXPECT_EQ(fake_platform::reports(), c.reports);
+        EXPECT_EQ(callbacks(), "");
+        EXPECT_EQ(shown(0), c.window0);
     }
 }
 
@@ -426,30 +355,27 @@ TEST_F(Eia608Test, GarbageIsConsumedWithoutHarm)
 Bytes scc_pairs(const std::filesystem::path &path)
 {
     std::ifstream in(path);
-    const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    static const std::regex word("(^|\\s)([0-9a-fA-F]{4})(?=\\s|$)");
     Bytes out;
-    for (std::sregex_iterator it(text.begin(), text.end(), word), end; it != end; ++it) {
-        const unsigned long value = std::stoul((*it)[2], nullptr, 16);
-        out.insert(out.end(), {static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)});
-    }
+    for (std::string word; in >> word;)
+        if (word.size() == 4 && word.find_first_not_of("0123456789abcdefABCDEF") == word.npos)
+            out.insert(out.end(), {uint8_t(std::stoul(word.substr(0, 2), nullptr, 16)),
+                                   uint8_t(std::stoul(word.substr(2), nullptr, 16))});
     return out;
 }
 
 TEST_F(Eia608Test, SccSamplesDecodeWithoutReports)
 {
-    namespace fs = std::filesystem;
-    if (!fs::is_directory(VQSOFTCC_SAMPLES_DIR))
+    if (!std::filesystem::is_directory(VQSOFTCC_SAMPLES_DIR))
         GTEST_SKIP() << "no samples under " << VQSOFTCC_SAMPLES_DIR;
     size_t files = 0, drawn = 0;
-    for (const auto &entry : fs::recursive_directory_iterator(VQSOFTCC_SAMPLES_DIR)) {
+    for (const auto &entry : std::filesystem::recursive_directory_iterator(VQSOFTCC_SAMPLES_DIR)) {
         if (entry.path().extension() != ".scc")
             continue;
         const Bytes pairs = scc_pairs(entry.path());
         files += !pairs.empty();
         open(SOFTCC_FORMAT_EIA608, 0);
-        EXPECT_EQ(pairs.empty() ? SOFTCC_OK : decode(pairs), SOFTCC_OK) << entry.path();
-        EXPECT_THAT(fake_platform::reports(), IsEmpty()) << entry.path();
+        decode(pairs);
+        EXPECT_EQ(fake_platform::reports().size(), 0u) << entry.path();
         drawn += host.events.size();
     }
     if (files == 0)
