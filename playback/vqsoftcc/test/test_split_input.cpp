@@ -3,7 +3,6 @@
 // call, gives the host exactly what one call gives.
 #include "context_fixture.h"
 
-#include <cstring>
 #include <numeric>
 #include <sstream>
 
@@ -19,35 +18,35 @@ Bytes operator+(Bytes a, const Bytes &b)
     return a;
 }
 
-std::string hex(const void *data, size_t size)
+template <typename T> void append_bytes(std::string &out, const T &value)
 {
-    std::string out;
-    for (size_t i = 0; i < size; ++i)
-        out += "0123456789abcdef"[static_cast<const uint8_t *>(data)[i] >> 4],
-            out += "0123456789abcdef"[static_cast<const uint8_t *>(data)[i] & 15];
-    return out;
+    out.append(reinterpret_cast<const char *>(&value), sizeof value);
 }
 
-// One line per callback, with every record it was handed (pointers left
-// out), then one per report.
+// One line per callback and one per report: what it shows, then the bytes
+// of every record handed over (pointers left out), compared but not printed.
 std::vector<std::string> transcript(const test_host::RecordingHost &host)
 {
     std::vector<std::string> out;
     for (const test_host::Event &e : host.events) {
-        std::ostringstream line;
-        line << e.name << ' ' << e.milliseconds << ' ' << hex(e.bytes.data(), e.bytes.size());
+        std::string shown = e.name + " " + std::to_string(e.milliseconds);
+        std::string bytes(e.bytes.begin(), e.bytes.end());
         for (const test_host::WindowView &w : e.windows) {
             CaptionWindow record = w.record;
             record.segments = record.current_segment = nullptr, record.next = nullptr;
-            line << " [" << hex(&record, sizeof record) << ' ' << describe(w.segments);
-            for (const test_host::SegmentView &s : w.segments)
-                line << ' ' << hex(&s.pen, sizeof s.pen) << s.caption_mode << int(s.no_merge);
-            line << ']';
+            shown += " [" + std::to_string(record.id) + " " + describe(w.segments) + "]";
+            append_bytes(bytes, record);
+            for (const test_host::SegmentView &s : w.segments) {
+                append_bytes(bytes, s.pen);
+                append_bytes(bytes, s.caption_mode);
+                append_bytes(bytes, s.no_merge);
+            }
         }
-        out.push_back(line.str());
+        out.push_back(shown + '\n' + bytes);
     }
     for (const fake_platform::Report &r : fake_platform::reports())
-        out.push_back(::testing::PrintToString(r));
+        out.push_back("report " + std::to_string(r.level) + " " + std::to_string(r.status) + " " +
+                      r.path + ":" + std::to_string(r.line) + " " + r.message);
     return out;
 }
 
@@ -60,8 +59,7 @@ std::vector<std::string> decode(uint32_t format, uint32_t service, const Bytes &
     fake_platform::clear_reports();
     test_host::RecordingHost host;
     for (const char *name : {"refresh", "scroll", "delete", "cancel_alarm", "xds"})
-        if (refusing)
-            host.fail(name, SOFTCC_ERR_NO_MEMORY);
+        host.fail(name, refusing ? SOFTCC_ERR_NO_MEMORY : SOFTCC_OK);
     SoftCCOpenProfile profile = host.profile(format, service);
     SoftCCContext *context = nullptr;
     EXPECT_EQ(VQSoftCCOpen(&profile, &context), SOFTCC_OK);
@@ -80,29 +78,29 @@ std::vector<std::string> decode(uint32_t format, uint32_t service, const Bytes &
 
 std::string first_difference(const std::vector<std::string> &a, const std::vector<std::string> &b)
 {
+    auto shown = [](const std::vector<std::string> &lines, size_t i) {
+        return i < lines.size() ? lines[i].substr(0, lines[i].find('\n')) : "(none)";
+    };
     for (size_t i = 0; i < std::max(a.size(), b.size()); ++i)
         if (i >= a.size() || i >= b.size() || a[i] != b[i])
-            return "line " + std::to_string(i) + ": " + (i < a.size() ? a[i] : "(none)") +
-                   "\n  whole: " + (i < b.size() ? b[i] : "(none)");
+            return "line " + std::to_string(i) + ": " + shown(a, i) + "\n  whole: " + shown(b, i);
     return "";
 }
 
-void expect_any_split_alike(uint32_t format, uint32_t service, const Bytes &stream)
+void expect_any_split_alike(uint32_t format, uint32_t service, bool refusing, const Bytes &stream)
 {
-    for (bool refusing : {false, true}) {
-        const auto whole = decode(format, service, stream, {}, refusing);
-        ASSERT_GT(whole.size(), 3u) << "nothing but open and close on service " << service;
-        std::vector<std::vector<size_t>> plans(1, std::vector<size_t>(stream.size() - 1));
-        std::iota(plans[0].begin(), plans[0].end(), 1); // a byte per call
-        for (size_t cut = 1; cut < stream.size(); ++cut)
-            plans.push_back({cut});
-        for (const std::vector<size_t> &cuts : plans) {
-            std::string difference = first_difference(decode(format, service, stream, cuts, refusing), whole);
-            if (!difference.empty()) {
-                ADD_FAILURE() << (cuts.size() == 1 ? "cut at " + std::to_string(cuts[0]) : "a byte per call")
-                              << ", service " << service << (refusing ? ", refusing host: " : ": ") << difference;
-                break;
-            }
+    const auto whole = decode(format, service, stream, {}, refusing);
+    ASSERT_GT(whole.size(), 3u) << "nothing but open and close on service " << service;
+    std::vector<std::vector<size_t>> plans(1, std::vector<size_t>(stream.size() - 1));
+    std::iota(plans[0].begin(), plans[0].end(), 1); // a byte per call
+    for (size_t cut = 1; cut < stream.size(); ++cut)
+        plans.push_back({cut});
+    for (const std::vector<size_t> &cuts : plans) {
+        std::string difference = first_difference(decode(format, service, stream, cuts, refusing), whole);
+        if (!difference.empty()) {
+            ADD_FAILURE() << (cuts.size() == 1 ? "cut at " + std::to_string(cuts[0]) : "a byte per call")
+                          << ", service " << service << (refusing ? ", refusing host: " : ": ") << difference;
+            return;
         }
     }
 }
@@ -132,19 +130,19 @@ Bytes line21(const std::string &words)
 
 // Service data in DTVCC packets that cut codes anywhere: each packet holds a
 // block of service 1, one of service 2, the same block as extended service
-// 10, now and then empty blocks, and a null block with padding; every fourth
+// 10, now and then empty blocks, and a null block with padding; the third
 // packet is a 128-byte one.
 Bytes dtvcc(int &sequence, const Bytes &codes)
 {
     Bytes out;
     for (size_t at = 0, packet = 0; at < codes.size(); ++packet) {
-        size_t n = std::min(codes.size() - at, 3 + packet % 7);
+        size_t n = std::min(codes.size() - at, 4 + packet % 6);
         const Bytes chunk(codes.begin() + at, codes.begin() + at + n);
         at += n;
         Bytes body = Bytes{uint8_t(0x20 | n)} + chunk + Bytes{0x43, 'x', 'y', 'z'} +
                      Bytes{uint8_t(0xE0 | n), 0x0A} + chunk +
                      (packet % 2 ? Bytes{0xE0, 0x0B, 0x05} : Bytes{}) + Bytes{0x00};
-        size_t size = packet % 4 == 3 ? 128 : (body.size() + 1 + packet % 3 * 4 + 1) / 2 * 2;
+        size_t size = packet == 2 ? 128 : (body.size() + 1 + packet % 3 * 2 + 1) / 2 * 2;
         body.resize(size - 1, 0x00);
         out = out + Bytes{uint8_t(sequence << 6 | (size / 2 & 0x3F))} + body;
         sequence = (sequence + 1) & 3;
@@ -160,23 +158,30 @@ TEST(SplitInput, Eia608PairsAnywhere)
         "=0103 =4142 =0F1D ^1C20 ^1C70 Other_channel ^1C2F !0000 "
         "^1429 ^1250 Paint ^1722 on =1225 ^1428 ^142A T1_text ^142D ^142B ^142C ^142E");
     for (uint32_t service : {0u, 1u, 4u, 15u})
-        expect_any_split_alike(SOFTCC_FORMAT_EIA608, service, stream);
+        for (bool refusing : {false, true})
+            expect_any_split_alike(SOFTCC_FORMAT_EIA608, service, refusing, stream);
 }
 
 TEST(SplitInput, Eia708PacketsAnywhere)
 {
+    auto text = [](const std::string &s) { return Bytes(s.begin(), s.end()); };
+    // A shown window whose second CR scrolls, a G2 character, a C3 code, a
+    // hidden centred window then shown, a Delay ended by DelayCancel, toggle,
+    // pen location, clear, and a Delay that a lost packet ends.
     const Bytes before_gap = Bytes{0x98, 0x20, 0, 0, 0x01, 0x0B, 0x09, 0x91, 0x30, 0x00, 0x00} +
-                             Bytes{'H', 'e', 'l', 'l', 'o', 0x0D, 'w', 'o', 'r', 'l', 'd', 0x0D, 'a', 'g'} +
-                             Bytes{0x10, 0x25, 0x10, 0x90, 0x03, 1, 2, 3, 0x99, 0x00, 0, 0, 0x00, 0x13, 0x19} +
-                             Bytes{'C', 'e', 'n', 't', 'r', 'e', 0x03, 0x89, 0x02, 0x8D, 0x05, 'h', 'e', 'l', 'd'} +
-                             Bytes{0x8E, 0x8B, 0x03, 0x92, 0x00, 0x02, 'X', 0x88, 0x01, 0x8D, 0x07, 'l', 'o', 's', 't'};
-    const Bytes after_gap = Bytes{0x9A, 0x20, 0, 0, 0x00, 0x0F, 0x09, 'A', 'f', 't', 'e', 'r', 0x8D, 0x0A, 'l', 'a', 't', 'e'};
+                             text("Hello\rworld\rag") + Bytes{0x10, 0x25, 0x10, 0x90, 0x03, 1, 2, 3} +
+                             Bytes{0x99, 0x00, 0, 0, 0x00, 0x13, 0x19} + text("Centre\x03") +
+                             Bytes{0x89, 0x02, 0x8D, 0x05} + text("held") + Bytes{0x8E, 0x8B, 0x03} +
+                             Bytes{0x92, 0x00, 0x02, 'X', 0x88, 0x01, 0x8D, 0x07} + text("lost");
+    // A new window, and a Delay that the alarm at the end ends.
+    const Bytes after_gap = Bytes{0x9A, 0x20, 0, 0, 0x00, 0x0F, 0x09} + text("After\x8D\x0Alate");
     int sequence = 1;
     Bytes stream = dtvcc(sequence, before_gap);
     sequence = (sequence + 1) & 3; // a packet lost
     stream = stream + dtvcc(sequence, after_gap);
-    for (uint32_t service : {1u, 10u})
-        expect_any_split_alike(SOFTCC_FORMAT_EIA708, service, stream);
+    expect_any_split_alike(SOFTCC_FORMAT_EIA708, 1, false, stream);
+    expect_any_split_alike(SOFTCC_FORMAT_EIA708, 1, true, stream);
+    expect_any_split_alike(SOFTCC_FORMAT_EIA708, 10, false, stream);
 }
 
 using Eia708Input = ContextTest;
@@ -200,7 +205,9 @@ TEST_F(Eia708Input, EmptyExtendedBlockTakesItsServiceByte)
 {
     for (uint32_t service : {1u, 10u}) {
         open(SOFTCC_FORMAT_EIA708, service);
-        ASSERT_EQ(decode({0x47, 0xE0, 0x0A, 0x29, 0x98, 0x20, 0, 0, 0x00, 0x09, 0x09, 'A', 'B', 0x00}), SOFTCC_OK);
+        // empty block of service 10, then "AB" in a new window of service 1
+        ASSERT_EQ(decode({0x47, 0xE0, 0x0A, 0x29, 0x98, 0x20, 0, 0, 0x00, 0x09, 0x09, 'A', 'B', 0x00}),
+                  SOFTCC_OK);
         EXPECT_EQ(describe(window(0)), service == 1 ? "0:0:AB" : "") << "service " << service;
     }
 }
