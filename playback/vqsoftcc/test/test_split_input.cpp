@@ -3,6 +3,7 @@
 // call, gives the host exactly what one call gives.
 #include "context_fixture.h"
 
+#include <algorithm>
 #include <numeric>
 #include <sstream>
 
@@ -76,15 +77,14 @@ std::vector<std::string> decode(uint32_t format, uint32_t service, const Bytes &
     return transcript(host);
 }
 
-std::string first_difference(const std::vector<std::string> &a, const std::vector<std::string> &b)
+std::string first_difference(const std::vector<std::string> &a, const std::vector<std::string> &whole)
 {
-    auto shown = [](const std::vector<std::string> &lines, size_t i) {
-        return i < lines.size() ? lines[i].substr(0, lines[i].find('\n')) : "(none)";
-    };
-    for (size_t i = 0; i < std::max(a.size(), b.size()); ++i)
-        if (i >= a.size() || i >= b.size() || a[i] != b[i])
-            return "line " + std::to_string(i) + ": " + shown(a, i) + "\n  whole: " + shown(b, i);
-    return "";
+    auto [x, y] = std::mismatch(a.begin(), a.end(), whole.begin(), whole.end());
+    auto shown = [](auto at, auto end) { return at == end ? "(none)" : at->substr(0, at->find('\n')); };
+    if (x == a.end() && y == whole.end())
+        return "";
+    return "line " + std::to_string(x - a.begin()) + ": " + shown(x, a.end()) +
+           "\n  whole: " + shown(y, whole.end());
 }
 
 void expect_any_split_alike(uint32_t format, uint32_t service, bool refusing, const Bytes &stream)
