@@ -877,13 +877,20 @@ void read_packet_header(SoftCCContext *context, uint8_t byte)
 }
 
 /* Service 0 with a size is an empty block; service 7 announces an extended
- * service byte, which does not count towards the block size. */
+ * service byte, which follows even when the block is empty and does not
+ * count towards its size.  A null block header makes the rest of the packet
+ * padding: it is counted as the data of a block of no service, so that
+ * padding which runs on into the next buffer is skipped there too. */
 void read_block_header(Eia708State &state, uint8_t byte)
 {
+    if (byte == 0x00) {
+        state.block_service_number = 0;
+        state.block_bytes_remaining = state.packet_bytes_remaining - 1;
+        return;
+    }
     state.block_service_number = byte >> 5;
     state.block_bytes_remaining = state.block_service_number == 0 ? 0 : (byte & 0x1Fu);
-    if (state.block_service_number == 7)
-        state.extended_header_pending = 1;
+    state.extended_header_pending = state.block_service_number == 7;
 }
 
 void read_extended_header(Eia708State &state, uint8_t byte)
@@ -892,17 +899,48 @@ void read_extended_header(Eia708State &state, uint8_t byte)
     state.extended_header_pending = 0;
 }
 
-void read_service_data(SoftCCContext *context, uint8_t byte)
+bool is_selected(const SoftCCContext *context, uint32_t service)
+{
+    return service >= 1 && service <= 63 && service == context->service;
+}
+
+/* Data bytes from here on that no code is assembled from (padding, or the
+ * rest of another service's block), as far as the packet reaches. */
+uint32_t unread_bytes_ahead(const SoftCCContext *context)
+{
+    const Eia708State &state = context->format_state.eia708;
+    if (state.packet_bytes_remaining == 0 || state.extended_header_pending ||
+        state.block_bytes_remaining == 0 || is_selected(context, state.block_service_number))
+        return 0;
+    return state.block_bytes_remaining < state.packet_bytes_remaining
+               ? state.block_bytes_remaining
+               : state.packet_bytes_remaining;
+}
+
+/* Data bytes that arrive here belong to the selected service: the decode
+ * loop jumps over all others. */
+void read_byte(SoftCCContext *context, uint8_t byte)
 {
     Eia708State &state = state_of(context);
-    uint32_t service = state.block_service_number;
-    if (service >= 1 && service <= 63 && service == context->service)
+    if (state.packet_bytes_remaining == 0) {
+        read_packet_header(context, byte);
+        return;
+    }
+    if (state.extended_header_pending) {
+        read_extended_header(state, byte);
+    } else if (state.block_bytes_remaining == 0) {
+        read_block_header(state, byte);
+    } else {
         collect_code_byte(context, byte);
-    --state.block_bytes_remaining;
+        --state.block_bytes_remaining;
+    }
+    --state.packet_bytes_remaining;
 }
 
 } // namespace
 
+/* Reads a byte at a time and jumps over the bytes that no decoder reads;
+ * every count carries over to the next call. */
 SoftCCStatus vqsoftcc_internal_decode_eia708(SoftCCContext *context, const uint8_t *data,
                                              uint32_t length)
 {
@@ -914,28 +952,17 @@ SoftCCStatus vqsoftcc_internal_decode_eia708(SoftCCContext *context, const uint8
         return SOFTCC_ERR_NULL_POINTER;
 
     Eia708State &state = state_of(context);
-    for (uint32_t index = 0; index < length; ++index) {
-        uint8_t byte = data[index];
-        if (state.packet_bytes_remaining == 0) {
-            read_packet_header(context, byte);
+    for (uint32_t index = 0; index < length;) {
+        uint32_t skip = unread_bytes_ahead(context);
+        if (skip == 0) {
+            read_byte(context, data[index++]);
             continue;
         }
-        if (state.block_bytes_remaining == 0 && byte == 0x00) {
-            /* a null block: the rest of the packet is padding, skipped as far
-             * as this buffer reaches */
-            uint32_t padding = state.packet_bytes_remaining - 1;
-            uint32_t left = length - index - 1;
-            index += padding < left ? padding : left;
-            state.packet_bytes_remaining = 0;
-            continue;
-        }
-        if (state.block_bytes_remaining == 0)
-            read_block_header(state, byte);
-        else if (state.extended_header_pending)
-            read_extended_header(state, byte);
-        else
-            read_service_data(context, byte);
-        --state.packet_bytes_remaining;
+        if (skip > length - index)
+            skip = length - index;
+        state.block_bytes_remaining -= skip;
+        state.packet_bytes_remaining -= skip;
+        index += skip;
     }
     return SOFTCC_OK;
 }

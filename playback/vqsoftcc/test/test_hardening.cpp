@@ -13,12 +13,17 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-std::string read_sample(const std::string &name)
+std::string read_file(const std::string &path)
 {
-    std::ifstream in(std::string(VQSOFTCC_SAMPLES_DIR) + "/" + name);
+    std::ifstream in(path, std::ios::binary);
     std::stringstream text;
     text << in.rdbuf();
     return text.str();
+}
+
+std::string read_sample(const std::string &name)
+{
+    return read_file(std::string(VQSOFTCC_SAMPLES_DIR) + "/" + name);
 }
 
 // The byte pairs of an SCC file: every four-digit hex word.
@@ -75,6 +80,20 @@ uint64_t sweep(uint32_t format, uint32_t service, const Bytes &stream)
             }
         }
     return allocations;
+}
+
+TEST(AllocationSweep, DemoStreamsOfBothFormats)
+{
+    // Written by the build, so the sweep runs on a clean clone: pop-on,
+    // roll-up, paint-on, 708 windows, scrolling and Delay.
+    const struct { const char *name; uint32_t format, service; } demos[] = {
+        {"demo.608", SOFTCC_FORMAT_EIA608, 0}, {"demo.708", SOFTCC_FORMAT_EIA708, 1}};
+    for (const auto &demo : demos) {
+        const std::string stream = read_file(std::string(VQSOFTCC_DEMO_DIR) + "/" + demo.name);
+        if (stream.empty())
+            GTEST_SKIP() << "no " << demo.name << " under " << VQSOFTCC_DEMO_DIR << " (needs python3)";
+        EXPECT_GT(sweep(demo.format, demo.service, Bytes(stream.begin(), stream.end())), 50u) << demo.name;
+    }
 }
 
 TEST(AllocationSweep, Eia608StreamWithEveryCaptionMode)

@@ -4,6 +4,11 @@ captions with styles) and demo.mcc (a multi-window 708 session with a Delay,
 beside 608 padding).
 
     make_demo.py OUTPUT_DIR
+    make_demo.py --streams OUTPUT_DIR
+
+With --streams it writes the same captions as the library takes them
+instead: demo.608 (the line-21 byte pairs) and demo.708 (the DTVCC
+packets), for the library's own tests.
 
 Standard library only; the output is the same on every run, so that the
 expected outputs checked into the tests stay valid.
@@ -299,12 +304,28 @@ def write_mcc(path):
         f.write("\n".join(out) + "\n")
 
 
+def write_streams(directory):
+    pairs = [bytes.fromhex(word) for _, words in scc_lines() for word in words]
+    with open(os.path.join(directory, "demo.608"), "wb") as f:
+        f.write(b"".join(pairs))
+    session = session_708()
+    packets = dtvcc_packets(session, frame_of(session[-1][0] + 1.0))
+    with open(os.path.join(directory, "demo.708"), "wb") as f:
+        f.write(b"".join(bytes(packets[frame]) for frame in sorted(packets)))
+
+
 def main():
-    if len(sys.argv) != 2:
-        sys.exit("usage: make_demo.py OUTPUT_DIR")
-    os.makedirs(sys.argv[1], exist_ok=True)
-    write_scc(os.path.join(sys.argv[1], "demo.scc"))
-    write_mcc(os.path.join(sys.argv[1], "demo.mcc"))
+    args = sys.argv[1:]
+    streams = args[:1] == ["--streams"]
+    if len(args) != 1 + streams:
+        sys.exit("usage: make_demo.py [--streams] OUTPUT_DIR")
+    directory = args[-1]
+    os.makedirs(directory, exist_ok=True)
+    if streams:
+        write_streams(directory)
+        return
+    write_scc(os.path.join(directory, "demo.scc"))
+    write_mcc(os.path.join(directory, "demo.mcc"))
 
 
 if __name__ == "__main__":
