@@ -232,27 +232,19 @@ export class Decoder {
   // ---- Callbacks from the module -------------------------------------------
 
   onDefine(window) {
-    const callback = this._options.defineWindows;
-    if (callback === undefined) return OK;
-    return this._deliver(callback, this._softcc.reader.windowOf(this._softcc.memory(), window, this._built));
+    return this._windows(this._options.defineWindows, window, false);
   }
 
   onRefresh(head) {
-    const callback = this._options.refreshWindows;
-    if (callback === undefined) return OK;
-    return this._deliver(callback, this._softcc.reader.windowList(this._softcc.memory(), head, this._built));
+    return this._windows(this._options.refreshWindows, head, true);
   }
 
   onScroll(window) {
-    const callback = this._options.scrollWindows;
-    if (callback === undefined) return OK;
-    return this._deliver(callback, this._softcc.reader.windowOf(this._softcc.memory(), window, this._built));
+    return this._windows(this._options.scrollWindows, window, false);
   }
 
   onDelete(head) {
-    const callback = this._options.deleteWindows;
-    if (callback === undefined) return OK;
-    return this._deliver(callback, this._softcc.reader.windowList(this._softcc.memory(), head, this._built));
+    return this._windows(this._options.deleteWindows, head, true);
   }
 
   // The windows changed by one step of input, in id order.
@@ -301,6 +293,14 @@ export class Decoder {
   }
 
   // ---- Inside ------------------------------------------------------------------
+
+  // A window callback: one window, or the list chained from it.
+  _windows(callback, address, list) {
+    if (callback === undefined) return OK;
+    const reader = this._softcc.reader;
+    const m = this._softcc.memory();
+    return this._deliver(callback, list ? reader.windowList(m, address, this._built) : reader.windowOf(m, address, this._built));
+  }
 
   // Calls a host callback with its argument and this decoder.  A number it
   // returns is its status; an exception

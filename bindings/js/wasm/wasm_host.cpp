@@ -43,32 +43,20 @@ void deliver_updates(VqjsHost *host)
         vqjs_import_update_windows(host, changed, host->context->windows);
 }
 
-SoftCCStatus on_define(void *user, CaptionWindow *window)
-{
-    VqjsHost *host = host_of(user);
-    mark_changed(host, window);
-    return forwards(host, VQJS_FORWARD_DEFINE) ? vqjs_import_define_windows(host, window) : SOFTCC_OK;
-}
+using WindowImport = SoftCCStatus (*)(VqjsHost *host, CaptionWindow *windows);
 
-SoftCCStatus on_refresh(void *user, CaptionWindow *windows)
+// define_windows, refresh_windows, scroll_windows and delete_windows: the
+// windows join the next update, and go to JavaScript at once if it takes
+// that callback.  Define and scroll hand over one window, the others a list.
+template <uint32_t Callback, WindowImport Import, bool List>
+SoftCCStatus on_windows(void *user, CaptionWindow *windows)
 {
     VqjsHost *host = host_of(user);
-    mark_list_changed(host, windows);
-    return forwards(host, VQJS_FORWARD_REFRESH) ? vqjs_import_refresh_windows(host, windows) : SOFTCC_OK;
-}
-
-SoftCCStatus on_scroll(void *user, CaptionWindow *window)
-{
-    VqjsHost *host = host_of(user);
-    mark_changed(host, window);
-    return forwards(host, VQJS_FORWARD_SCROLL) ? vqjs_import_scroll_windows(host, window) : SOFTCC_OK;
-}
-
-SoftCCStatus on_delete(void *user, CaptionWindow *windows)
-{
-    VqjsHost *host = host_of(user);
-    mark_list_changed(host, windows);
-    return forwards(host, VQJS_FORWARD_DELETE) ? vqjs_import_delete_windows(host, windows) : SOFTCC_OK;
+    if (List)
+        mark_list_changed(host, windows);
+    else
+        mark_changed(host, windows);
+    return forwards(host, Callback) ? Import(host, windows) : SOFTCC_OK;
 }
 
 // The alarm function stays here: JavaScript learns only the delay, and asks
@@ -150,8 +138,17 @@ VQJS_EXPORT(vqjs_free_host) void vqjs_free_host(VqjsHost *host)
 
 VQJS_EXPORT(vqjs_open) SoftCCStatus vqjs_open(VqjsHost *host, uint32_t format, uint32_t service)
 {
-    SoftCCOpenProfile profile = {format,    service,      host,          on_define, on_refresh, on_scroll,
-                                 on_delete, on_set_alarm, on_cancel_alarm, on_xds,  on_link};
+    SoftCCOpenProfile profile = {format,
+                                 service,
+                                 host,
+                                 on_windows<VQJS_FORWARD_DEFINE, vqjs_import_define_windows, false>,
+                                 on_windows<VQJS_FORWARD_REFRESH, vqjs_import_refresh_windows, true>,
+                                 on_windows<VQJS_FORWARD_SCROLL, vqjs_import_scroll_windows, false>,
+                                 on_windows<VQJS_FORWARD_DELETE, vqjs_import_delete_windows, true>,
+                                 on_set_alarm,
+                                 on_cancel_alarm,
+                                 on_xds,
+                                 on_link};
     SoftCCStatus status = VQSoftCCOpen(&profile, &host->context);
     if (status == SOFTCC_OK)
         deliver_updates(host);
