@@ -74,27 +74,46 @@ function readCcd(file) {
   return { triplets: Uint8Array.from(bytes), ends: Uint32Array.from(ends), times: Float64Array.from(times), has708 };
 }
 
+// A run's text with gaps and transparent spaces as blanks.  Unchanged runs
+// come back as the same object, so each is cleaned once.
+const cleaned = new WeakMap();
+function runText(run) {
+  let text = cleaned.get(run);
+  if (text === undefined) {
+    text = run.text.replace(/[\0\uf8fe\uf8fd]/g, ' ');
+    cleaned.set(run, text);
+  }
+  return text;
+}
+
 // The visible text of a set of windows: each visible window's rows, top to
-// bottom, runs placed at their columns, gaps and transparent spaces blank.
+// bottom, runs placed at their columns.
 function screenText(windows) {
   const shown = [];
   for (const window of windows.values()) if (window.visible) shown.push(window);
-  shown.sort((a, b) => a.anchor_vertical - b.anchor_vertical || a.id - b.id);
-  const lines = [];
+  if (shown.length > 1) shown.sort((a, b) => a.anchor_vertical - b.anchor_vertical || a.id - b.id);
+  let screen = '';
   for (const window of shown) {
     let row = -1;
     let line = '';
     for (const run of window.segments) {
       if (run.row !== row) {
-        if (line.trim()) lines.push(line.trimEnd());
+        screen = addLine(screen, line);
         row = run.row;
         line = '';
       }
-      line = line.padEnd(run.column, ' ') + run.text.replace(/[\0\uf8fe\uf8fd]/g, ' ');
+      if (line.length < run.column) line = line.padEnd(run.column, ' ');
+      line += runText(run);
     }
-    if (line.trim()) lines.push(line.trimEnd());
+    screen = addLine(screen, line);
   }
-  return lines.join('\n');
+  return screen;
+}
+
+function addLine(screen, line) {
+  const trimmed = line.trimEnd();
+  if (!trimmed) return screen;
+  return screen ? `${screen}\n${trimmed}` : trimmed;
 }
 
 // A renderer host: the latest object of every window, and one cue per

@@ -26,9 +26,11 @@ export class MemoryViews {
     this.refresh();
   }
 
+  // A grown memory detaches the old buffer, whose views then have length 0:
+  // cheaper to test than asking the memory for its buffer on every call.
   refresh() {
+    if (this.buffer !== null && this.u8.length !== 0) return this;
     const buffer = this.memory.buffer;
-    if (buffer === this.buffer) return this;
     this.buffer = buffer;
     this.u8 = new Uint8Array(buffer);
     this.i8 = new Int8Array(buffer);
