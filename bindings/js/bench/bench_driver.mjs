@@ -193,11 +193,13 @@ function open(softcc, format, service, delivery) {
 function feedBatch(decoder, cc, segmentFrames) {
   const { triplets, ends, times } = cc;
   const step = segmentFrames > 0 ? segmentFrames : ends.length;
+  const segmentEnds = new Uint32Array(Math.min(step, ends.length));
   for (let first = 0; first < ends.length; first += step) {
-    const last = Math.min(first + step, ends.length);
+    const count = Math.min(step, ends.length - first);
     const base = first === 0 ? 0 : ends[first - 1];
-    const segmentEnds = ends.subarray(first, last).map((end) => end - base);
-    decoder.decodeCcDataFrames(triplets.subarray(base, ends[last - 1]), segmentEnds, times.subarray(first, last));
+    for (let i = 0; i < count; i++) segmentEnds[i] = ends[first + i] - base;
+    decoder.decodeCcDataFrames(triplets.subarray(base, ends[first + count - 1]), segmentEnds.subarray(0, count),
+      times.subarray(first, first + count));
   }
 }
 
