@@ -6,14 +6,19 @@
 // contract:
 //
 //   node bench_driver.mjs IN.ccd [--channel 1-4] [--service N] [--feed batch|frame]
-//                                [--segment-frames N] [--windows update|callback] [--bench N]
+//                                [--segment-frames N] [--windows update|callback] [--render frame|none]
+//                                [--bench N]
 //
 // Without --channel and --service: CC1, plus 708 service 1 when the input
 // carries DTVCC data.  --feed batch (default) hands over --segment-frames
 // frames per call (default 300, as a player at segment boundaries; 0: the
 // whole input), --feed frame one call per frame.  --windows update (default)
 // takes each changed window once per media time (updateWindows), --windows
-// callback every define, refresh, scroll and delete as the library makes it.  Output: the cues as JSON
+// callback every define, refresh, scroll and delete as the library makes it.
+// --render frame (default) turns the visible text after each media time into
+// cues; --render none only keeps the latest object of each window, as a
+// renderer that draws at its own pace would (the cue count is then the
+// number of window objects received).  Output: the cues as JSON
 // lines, or with --bench N one JSON line of timings: the median over N
 // repetitions (after 3 unmeasured ones) of open, decode, callbacks, cue
 // building and close, per input byte (3 per triplet).
@@ -30,7 +35,7 @@ function usage(message) {
 
 function parseArgs(argv) {
   const options = {
-    channel: 0, service: 0, feed: 'batch', segmentFrames: 300, windows: 'update', bench: 0, input: null,
+    channel: 0, service: 0, feed: 'batch', segmentFrames: 300, windows: 'update', render: 'frame', bench: 0, input: null,
   };
   for (let i = 0; i < argv.length; i++) {
     const arg = argv[i];
@@ -39,6 +44,7 @@ function parseArgs(argv) {
     else if (arg === '--feed') options.feed = argv[++i];
     else if (arg === '--segment-frames') options.segmentFrames = parseInt(argv[++i], 10);
     else if (arg === '--windows') options.windows = argv[++i];
+    else if (arg === '--render') options.render = argv[++i];
     else if (arg === '--bench') options.bench = parseInt(argv[++i], 10);
     else if (arg.startsWith('--')) usage(`unknown option ${arg}`);
     else options.input = arg;
@@ -46,6 +52,8 @@ function parseArgs(argv) {
   if (!options.input) usage();
   if (options.feed !== 'batch' && options.feed !== 'frame') usage('--feed must be batch or frame');
   if (options.windows !== 'update' && options.windows !== 'callback') usage('--windows must be update or callback');
+  if (options.render !== 'frame' && options.render !== 'none') usage('--render must be frame or none');
+  if (options.render === 'none' && !options.bench) usage('--render none goes with --bench');
   return options;
 }
 
@@ -119,7 +127,9 @@ function addLine(screen, line) {
 // A renderer host: the latest object of every window, and one cue per
 // stretch of unchanged visible text.
 class Screen {
-  constructor() {
+  constructor(render) {
+    this.render = render !== 'none';
+    this.received = 0;
     this.windows = new Map();
     this.time = 0;
     this.dirty = false;
@@ -155,13 +165,15 @@ class Screen {
   }
 
   keep(window, time) {
-    this.moveTo(time);
+    this.received++;
+    if (this.render) this.moveTo(time);
     this.windows.set(window.id, window);
     this.dirty = true;
   }
 
   drop(window, time) {
-    this.moveTo(time);
+    this.received++;
+    if (this.render) this.moveTo(time);
     this.windows.delete(window.id);
     this.dirty = true;
   }
@@ -178,6 +190,10 @@ class Screen {
   }
 
   finish(time) {
+    if (!this.render) {
+      this.cues.length = this.received;
+      return;
+    }
     this.moveTo(time);
     this.settle();
     if (this.text) this.cues.push({ start_ms: Math.round(this.since), end_ms: Math.round(time), text: this.text });
@@ -185,8 +201,8 @@ class Screen {
   }
 }
 
-function open(softcc, format, service, delivery) {
-  const screen = new Screen();
+function open(softcc, format, service, delivery, render) {
+  const screen = new Screen(render);
   return { screen, decoder: softcc.createDecoder({ format, service, clock: 'media', ...screen.callbacks(delivery) }) };
 }
 
@@ -218,7 +234,7 @@ function run(softcc, cc, options, selected) {
   const screens = [];
   const lastTime = cc.times.length ? cc.times[cc.times.length - 1] : 0;
   for (const [format, service] of selected) {
-    const { screen, decoder } = open(softcc, format, service, options.windows);
+    const { screen, decoder } = open(softcc, format, service, options.windows, options.render);
     if (options.feed === 'batch') feedBatch(decoder, cc, options.segmentFrames);
     else feedFrames(decoder, cc);
     decoder.endCcData();
@@ -270,7 +286,7 @@ async function main() {
   if (heap.liveBlocks !== 0) throw new Error(`bench_driver: ${heap.liveBlocks} blocks still allocated`);
   const middle = median(samples);
   process.stdout.write(`${JSON.stringify({
-    peer: `vqsoftcc-js-${options.feed}-${options.windows}`, input: options.input, reps: options.bench, warmup_reps: warm, bytes, frames, cues,
+    peer: `vqsoftcc-js-${options.feed}-${options.windows}-${options.render}`, input: options.input, reps: options.bench, warmup_reps: warm, bytes, frames, cues,
     ns_per_byte: +(middle / bytes).toFixed(3), ns_per_byte_min: +(Math.min(...samples) / bytes).toFixed(3),
     ns_per_frame: +(middle / frames).toFixed(1), mb_per_s: +(bytes / (middle / 1e9) / 1e6).toFixed(2), node: process.version,
   })}\n`);

@@ -287,7 +287,7 @@ export class Decoder {
     return this._deliver(callback, this._softcc.memory().u8.slice(data, data + count));
   }
 
-  report(report) {
+  onReport(report) {
     const callback = this._options.report;
     if (callback !== undefined) this._deliver(callback, report);
   }

@@ -138,7 +138,7 @@ export class SoftCC {
   report(level, status, path, line, message) {
     const decoder = this.active[this.active.length - 1];
     if (decoder !== undefined) {
-      decoder.report({
+      decoder.onReport({
         level, status, statusName: statusName(status), path: this.string(path), line, message: this.string(message),
       });
     }
