@@ -321,12 +321,16 @@ const BasicException kBasicExceptions[] = {
     {0x7B, 0x00E7}, {0x7C, 0x00F7}, {0x7D, 0x00D1}, {0x7E, 0x00F1}, {0x7F, 0x25A0},
 };
 
+// Every pair is checked, padding included, so the bits are folded onto bit
+// 0 rather than counted one by one (and no compiler builtin, which could
+// call into a runtime library on some targets).
 bool has_odd_parity(uint8_t byte)
 {
-    uint8_t ones = 0;
-    for (; byte != 0; byte = static_cast<uint8_t>(byte >> 1))
-        ones = static_cast<uint8_t>(ones + (byte & 1u));
-    return (ones & 1u) != 0;
+    unsigned folded = byte;
+    folded ^= folded >> 4;
+    folded ^= folded >> 2;
+    folded ^= folded >> 1;
+    return (folded & 1u) != 0;
 }
 
 uint8_t channel_bit(uint8_t b1)
