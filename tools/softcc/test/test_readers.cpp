@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "readers.h"
+#include "text_formats.h"
 
 using namespace softcc;
 
@@ -46,11 +47,11 @@ TEST(Scc, DamageWarnsWithLineAndDecodingContinues)
     ASSERT_TRUE(read_scc("Scenarist_SCC V1.0\n\n00:00:00:00 94zz c1c1\n00:00:00:45 c1c1\nrubbish\n00:01:00;00 9420\n"
                          "00:00:10:00 9420\n", s, error));
     ASSERT_EQ(s.warnings.size(), 4u);
-    EXPECT_EQ(s.warnings[0].line, 3);
+    EXPECT_EQ(s.warnings[0].at, "3");
     EXPECT_NE(s.warnings[0].message.find("94zz"), std::string::npos);
-    EXPECT_EQ(s.warnings[1].line, 4);
-    EXPECT_EQ(s.warnings[2].line, 5);
-    EXPECT_EQ(s.warnings[3].line, 6);  // frame 0 of minute 1 does not exist in drop-frame
+    EXPECT_EQ(s.warnings[1].at, "4");
+    EXPECT_EQ(s.warnings[2].at, "5");
+    EXPECT_EQ(s.warnings[3].at, "6");  // frame 0 of minute 1 does not exist in drop-frame
     EXPECT_EQ(s.chunks.back().bytes, (std::vector<uint8_t>{0x94, 0x20}));
 }
 
@@ -99,7 +100,7 @@ TEST(Readers, MalformedHexWarnsAndOtherFormatsAreRefused)
     std::string error;
     ASSERT_TRUE(read_mcc("File Format=MacCaption_MCC V1.0\nTime Code Rate=30\n00:00:00:00\tT0Xq\n", s, error));
     ASSERT_EQ(s.warnings.size(), 1u);
-    EXPECT_EQ(s.warnings[0].line, 3);
+    EXPECT_EQ(s.warnings[0].at, "3");
     // A file of another format is refused whole, with a reason.
     EXPECT_FALSE(read_mcc("Scenarist_SCC V1.0\n", s, error));
     error.clear();
