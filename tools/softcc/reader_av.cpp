@@ -216,7 +216,8 @@ bool probe_av(Input &in)
     probe.buf = padded.data();
     probe.buf_size = (int)head.size();
     int score = 0;
-    return av_probe_input_format2(&probe, 1, &score) && score > AVPROBE_SCORE_RETRY;
+    const AVInputFormat *f = av_probe_input_format2(&probe, 1, &score);
+    return f && score > AVPROBE_SCORE_RETRY;
 }
 
 bool read_av(Input &in, Stream &out, std::string &error)
