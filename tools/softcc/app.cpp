@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <nlohmann/json.hpp>
 
 #include "host.h"
@@ -84,7 +85,7 @@ bool decode_track(const Stream &stream, const Track &track, bool any_field, Sink
         if (c.channel != wanted && !(any_field && c.channel != Channel::Dtvcc))
             continue;
         host.advance_to(c.time);
-        VQSoftCCDecode(context, c.bytes.data(), (uint32_t)c.bytes.size());
+        VQSoftCCDecode(context, stream.bytes(c), c.size);
     }
     host.drain_alarm();
     // Captions still on screen at the end last one more second: closing the
@@ -100,6 +101,7 @@ bool decode_track(const Stream &stream, const Track &track, bool any_field, Sink
 // Counts the cues a track shows, as vtt and srt would write them.
 class CueCounter : public Sink {
 public:
+    bool wants_events() const override { return false; }
     void picture(double time, const std::vector<Line> &lines) override { builder_.picture(time, lines); }
     void finish(double end_time) override { count = builder_.finish(end_time).size(); }
     size_t count = 0;
@@ -140,6 +142,20 @@ int probe(const Options &o, const Stream &stream, const std::vector<TrackData> &
     if (!tracks.empty())
         std::fprintf(out, "track   first         last          captions  language\n%s", table.c_str());
     return 0;
+}
+
+// Each kind of damage is named at its first ten places; a long recording
+// may repeat it thousands of times.
+void print_warnings(const Options &o, const std::vector<Warning> &warnings, FILE *err)
+{
+    const char *kind = o.strict ? "error: " : "warning: ";
+    std::map<std::string, size_t> seen;
+    for (const Warning &w : warnings)
+        if (++seen[w.message] <= 10)
+            std::fprintf(err, "%s:%s: %s%s\n", o.file.c_str(), w.at.c_str(), kind, w.message.c_str());
+    for (const auto &[message, count] : seen)
+        if (count > 10)
+            std::fprintf(err, "%s: %s%zu more: %s\n", o.file.c_str(), kind, count - 10, message.c_str());
 }
 
 std::string file_extension(const std::string &output) { return output == "screen" ? "txt" : output; }
@@ -211,9 +227,7 @@ int run(const Options &o, Input &in, const std::vector<Reader> &readers, const I
         return fail(io.err, o.file + ": " + error);
     if (in.failed())
         return fail(io.err, o.file + ": read error");
-    for (const Warning &w : stream.warnings)
-        std::fprintf(io.err, "%s:%s: %s%s\n", o.file.c_str(), w.at.c_str(), o.strict ? "error: " : "warning: ",
-                     w.message.c_str());
+    print_warnings(o, stream.warnings, io.err);
     if (o.strict && !stream.warnings.empty())
         return 1;
 

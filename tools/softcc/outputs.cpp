@@ -142,6 +142,7 @@ const char *ansi_colour(uint8_t rgb)
 class ScreenSink : public Sink {
 public:
     ScreenSink(FILE *out, bool ansi, int columns) : out_(out), ansi_(ansi), columns_(columns) {}
+    bool wants_events() const override { return false; }
     // A viewer sees only the last picture of each media time (a 708 line
     // arrives character by character within one packet), so a picture is
     // drawn once time moves on.
@@ -293,6 +294,7 @@ std::string cue_text(const Cue &cue, bool vtt, int &cut)
 class CueSink : public Sink {
 public:
     CueSink(FILE *out, bool vtt, int columns) : out_(out), vtt_(vtt), columns_(columns) {}
+    bool wants_events() const override { return false; }
     void picture(double time, const std::vector<Line> &lines) override { builder_.picture(time, lines); }
     void finish(double end_time) override
     {

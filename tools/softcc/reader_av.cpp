@@ -119,7 +119,7 @@ struct Demuxer {
 // ---- caption frames ------------------------------------------------------------
 
 struct Frame {
-    double time = 0;            // presentation time in seconds, before the origin is taken off
+    double time = 0;            // presentation time in seconds
     size_t number = 0;          // packet of its stream, 1-based, in decode order
     std::vector<uint8_t> cc;    // cc_data triplets
 };
@@ -131,14 +131,7 @@ struct Source {
     double last_time = 0;
 };
 
-std::string where(size_t packet, double seconds)
-{
-    char buffer[64];
-    long long ms = (long long)(seconds * 1000 + 0.5);
-    std::snprintf(buffer, sizeof buffer, "packet %zu (%02lld:%02lld:%02lld.%03lld)", packet, ms / 3600000,
-                  ms / 60000 % 60, ms / 1000 % 60, ms % 1000);
-    return buffer;
-}
+Position where(size_t packet, double seconds) { return Position{"packet", packet, seconds}; }
 
 std::string extract(const Source &s, const uint8_t *data, size_t n, std::vector<uint8_t> &cc)
 {
@@ -187,24 +180,85 @@ void choose_sources(AVFormatContext *f, std::vector<Source> &sources)
     }
 }
 
-// A caption track's sample may hold the pairs of many video frames; they go
-// out as line 21 sends them, one pair of each field per frame at 29.97 fps
-// from the sample's time.  (Field 1 pairs of cc_type 0, field 2 of 1.)
-std::vector<Frame> pairs_per_frame(const std::vector<Frame> &samples)
-{
-    std::vector<Frame> frames;
-    for (const Frame &sample : samples) {
-        size_t first = frames.size(), count[2] = {0, 0};
-        for (size_t i = 0; i + 2 < sample.cc.size(); i += 3) {
-            // DTVCC bytes stay together with the sample's first pairs, in order.
-            size_t type = sample.cc[i] & 3, k = type < 2 ? first + count[type]++ : first;
-            if (k == frames.size())
-                frames.push_back(Frame{sample.time + (double)(k - first) * 1001 / 30000, sample.number, {}});
-            frames[k].cc.insert(frames[k].cc.end(), sample.cc.begin() + (long)i, sample.cc.begin() + (long)i + 3);
+// Puts the frames of the chosen streams into presentation order on the way
+// to the cc_data stage: cc_data travels in decode order, and a picture is
+// shown at most a few dozen frames after it is decoded.  Media time counts
+// from the first frame shown; where the time stamps jump back (a stream cut
+// and joined, a wrap) it goes on from the frame before.
+class Presenter {
+public:
+    Presenter(CcStage &stage, bool spread) : stage_(stage), spread_(spread) {}
+
+    void add(Frame frame, double frame_seconds)
+    {
+        if (any_ && frame.time < last_raw_ - 1.0) {
+            flush();
+            shift_ = last_raw_ + shift_ + frame_seconds - frame.time;
+        }
+        any_ = true;
+        last_raw_ = frame.time;
+        frame.time += shift_;
+        auto at = std::upper_bound(window_.begin(), window_.end(), frame.time,
+                                   [](double t, const Frame &f) { return t < f.time; });
+        window_.insert(at, std::move(frame));
+        if (window_.size() > kDepth) {
+            emit(window_.front());
+            window_.erase(window_.begin());
         }
     }
-    return frames;
-}
+    // The media time of a raw time stamp, for warnings.
+    double media_time(double raw) const { return raw + shift_ - (started_ ? origin_ : window_.empty() ? raw + shift_ : window_.front().time); }
+    void finish()
+    {
+        flush();
+        stage_.finish(last_time_, where(last_number_, last_time_), "stream");
+    }
+
+private:
+    static constexpr size_t kDepth = 32;
+
+    void flush()
+    {
+        for (const Frame &f : window_) emit(f);
+        window_.clear();
+    }
+    void emit(const Frame &f)
+    {
+        if (!started_)
+            origin_ = f.time;
+        started_ = true;
+        last_time_ = f.time - origin_;
+        last_number_ = f.number;
+        if (f.cc.empty())
+            return;
+        if (!spread_) {
+            stage_.triplets(last_time_, f.cc.data(), f.cc.size() / 3, where(f.number, last_time_));
+            return;
+        }
+        // A caption track's sample may hold the pairs of many video frames;
+        // they go out as line 21 sends them, one pair of each field (cc_type
+        // 0 and 1) per frame at 29.97 fps from the sample's time.  DTVCC
+        // bytes stay with the sample's first pairs, in order.
+        std::vector<std::vector<uint8_t>> frames;
+        size_t count[2] = {0, 0};
+        for (size_t i = 0; i + 2 < f.cc.size(); i += 3) {
+            size_t type = f.cc[i] & 3, k = type < 2 ? count[type]++ : 0;
+            frames.resize(std::max(frames.size(), k + 1));
+            frames[k].insert(frames[k].end(), f.cc.begin() + (long)i, f.cc.begin() + (long)i + 3);
+        }
+        for (size_t k = 0; k < frames.size(); k++) {
+            double time = last_time_ + (double)k * 1001 / 30000;
+            stage_.triplets(time, frames[k].data(), frames[k].size() / 3, where(f.number, time));
+        }
+    }
+
+    CcStage &stage_;
+    bool spread_;
+    std::vector<Frame> window_;  // by presentation time
+    bool any_ = false, started_ = false;
+    double last_raw_ = 0, shift_ = 0, origin_ = 0, last_time_ = 0;
+    size_t last_number_ = 0;
+};
 
 bool probe_av(Input &in)
 {
@@ -238,41 +292,41 @@ bool read_av(Input &in, Stream &out, std::string &error)
     out.languages = languages;
     std::vector<Source> sources;
     choose_sources(d.format, sources);
-    std::vector<Frame> frames;
-    double origin = 0;
-    bool any_time = false;
-    size_t reported = complaints.size();
+    bool tracks_only = std::all_of(sources.begin(), sources.end(), [](const Source &s) {
+        return s.carrier == Carrier::None || s.carrier == Carrier::QuickTime;
+    });
+    CcStage stage(out);
+    Presenter presenter(stage, tracks_only);
+    size_t reported = complaints.size(), packets = 0;
+    double last = 0;
     while ((status = av_read_frame(d.format, d.packet)) >= 0) {
         choose_sources(d.format, sources);
         AVPacket *p = d.packet;
         Source &s = sources[(size_t)p->stream_index];
         if (s.carrier != Carrier::None) {
-            AVRational base = d.format->streams[p->stream_index]->time_base;
+            AVStream *st = d.format->streams[p->stream_index];
+            double base = av_q2d(st->time_base);
+            double frame_seconds = p->duration > 0 ? p->duration * base : 1001.0 / 30000;
             int64_t ts = p->pts != AV_NOPTS_VALUE ? p->pts : p->dts;
             // A packet without a time follows the one before it.
-            double time = ts != AV_NOPTS_VALUE ? ts * av_q2d(base) : s.last_time + std::max<int64_t>(p->duration, 0) * av_q2d(base);
+            double time = ts != AV_NOPTS_VALUE ? ts * base : s.last_time + frame_seconds;
             s.last_time = time;
-            origin = any_time ? std::min(origin, time) : time;
-            any_time = true;
             Frame frame{time, ++s.packets, {}};
+            packets++;
             std::string damage = extract(s, p->data, (size_t)p->size, frame.cc);
-            std::string at = where(frame.number, time - origin);
+            presenter.add(std::move(frame), frame_seconds);
+            last = presenter.media_time(time);
+            Position at = where(s.packets, last);
             if (!damage.empty())
                 out.warn(at, damage);
             if (p->flags & AV_PKT_FLAG_CORRUPT)
                 out.warn(at, "the container marks this packet damaged");
             for (; reported < complaints.size(); reported++) out.warn(at, complaints[reported]);
-            if (!frame.cc.empty())
-                frames.push_back(std::move(frame));
         }
         av_packet_unref(p);
     }
     g_complaints = nullptr;
-    size_t packets = 0;
-    for (const Source &s : sources) packets += s.packets;
-    double last = 0;
-    for (const Source &s : sources) last = std::max(last, s.last_time - origin);
-    std::string end = where(packets, last);
+    Position end = where(packets, last);
     if (status != AVERROR_EOF)
         out.warn(end, "reading stopped: " + av_error(status));
     for (; reported < complaints.size(); reported++) out.warn(end, complaints[reported]);
@@ -280,20 +334,7 @@ bool read_av(Input &in, Stream &out, std::string &error)
     int64_t size = in.position();
     if (!std::strcmp(d.format->iformat->name, "mpegts") && size % 188 && size % 192 && size % 204)
         out.warn(end, "the stream ends inside a transport packet: the file is cut short");
-
-    // cc_data travels in decode order; the decoder needs it in the order the
-    // pictures are shown, at their times from the first one shown.
-    std::stable_sort(frames.begin(), frames.end(), [](const Frame &a, const Frame &b) { return a.time < b.time; });
-    bool tracks_only = std::all_of(sources.begin(), sources.end(), [](const Source &s) {
-        return s.carrier == Carrier::None || s.carrier == Carrier::QuickTime;
-    });
-    if (tracks_only)
-        frames = pairs_per_frame(frames);
-    CcStage stage(out);
-    for (const Frame &f : frames)
-        stage.triplets(f.time - origin, f.cc.data(), f.cc.size() / 3, where(f.number, f.time - origin));
-    if (!frames.empty())
-        stage.finish(frames.back().time - origin, where(frames.back().number, frames.back().time - origin), "stream");
+    presenter.finish();
     out.carrier = d.format->iformat->long_name ? d.format->iformat->long_name : d.format->iformat->name;
     for (const Source &s : sources)
         if (s.carrier != Carrier::None) {

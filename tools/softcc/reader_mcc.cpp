@@ -113,11 +113,11 @@ bool read_mcc(const std::string &text, Stream &out, std::string &error)
         size_t n = count < anc.size() - 3 ? count : anc.size() - 3;
         std::vector<uint8_t> triplets;
         std::string damage = cdp_triplets(anc.data() + 3, n, triplets);
-        stage.triplets(time, triplets.data(), triplets.size() / 3, at);
+        stage.triplets(time, triplets.data(), triplets.size() / 3, Position{"", i + 1});
         if (!damage.empty())
             out.warn(at, damage);
     }
-    stage.finish(last_time, std::to_string(lines.size()), "file");
+    stage.finish(last_time, Position{"", lines.size()}, "file");
     out.carrier = "MCC";
     return true;
 }

@@ -18,7 +18,7 @@ double mpeg2_frame_seconds(unsigned code)
 
 struct Picture {
     int64_t presentation = 0;   // frame number in presentation order
-    int number = 0;             // 1-based, in decode order
+    size_t number = 0;          // 1-based, in decode order
     std::vector<uint8_t> cc;    // its cc_data triplets
 };
 
@@ -48,12 +48,12 @@ bool read_mpeg2_es(const std::vector<uint8_t> &data, Stream &out, std::string &e
             gop_base = gop_end;
         } else if (code == 0x00 && left >= 2) {
             int temporal_reference = p[0] << 2 | p[1] >> 6;
-            pictures.push_back(Picture{gop_base + temporal_reference, (int)pictures.size() + 1, {}});
+            pictures.push_back(Picture{gop_base + temporal_reference, pictures.size() + 1, {}});
             gop_end = std::max(gop_end, gop_base + temporal_reference + 1);
         } else if (code == 0xB2 && left >= 4 && std::memcmp(p, "GA94", 4) == 0 && !pictures.empty()) {
             std::string damage = ga94_triplets(p + 4, left - 4, pictures.back().cc);
             if (!damage.empty())
-                out.warn("picture " + std::to_string(pictures.back().number), damage);
+                out.warn(Position{"picture", pictures.back().number}, damage);
         }
     }
     // The decoder needs the pictures' captions in the order they are shown.
@@ -63,10 +63,9 @@ bool read_mpeg2_es(const std::vector<uint8_t> &data, Stream &out, std::string &e
     double last_time = 0;
     for (const Picture &picture : pictures) {
         last_time = picture.presentation * frame_seconds;
-        stage.triplets(last_time, picture.cc.data(), picture.cc.size() / 3, "picture " + std::to_string(picture.number));
+        stage.triplets(last_time, picture.cc.data(), picture.cc.size() / 3, Position{"picture", picture.number});
     }
-    stage.finish(last_time, pictures.empty() ? "picture 0" : "picture " + std::to_string(pictures.back().number),
-                 "stream");
+    stage.finish(last_time, Position{"picture", pictures.empty() ? 0 : pictures.back().number}, "stream");
     out.carrier = "MPEG-2 video";
     return true;
 }

@@ -1,12 +1,15 @@
 #include "stream.h"
 
+#include <cstdio>
+
 namespace softcc {
 
 void CcStage::pair(double time, Channel field, uint8_t b1, uint8_t b2)
 {
     if ((b1 & 0x7F) != 0 || (b2 & 0x7F) != 0)
         out_.has_608 = true;
-    out_.chunks.push_back(Chunk{time, field, {b1, b2}});
+    const uint8_t pair[2] = {b1, b2};
+    out_.add(time, field, pair, 2);
 }
 
 // A packet cut short by the next start is completed with zero bytes, so the
@@ -23,12 +26,24 @@ bool CcStage::flush_short(double time)
 void CcStage::emit(double time)
 {
     out_.has_708 = true;
-    out_.chunks.push_back(Chunk{time, Channel::Dtvcc, packet_});
+    out_.add(time, Channel::Dtvcc, packet_.data(), packet_.size());
     packet_.clear();
     size_ = 0;
 }
 
-void CcStage::triplets(double time, const uint8_t *p, size_t count, const std::string &at)
+std::string Position::text() const
+{
+    std::string s = *unit ? std::string(unit) + " " + std::to_string(number) : std::to_string(number);
+    if (time < 0)
+        return s;
+    char buffer[48];
+    long long ms = (long long)(time * 1000 + 0.5);
+    std::snprintf(buffer, sizeof buffer, " (%02lld:%02lld:%02lld.%03lld)", ms / 3600000, ms / 60000 % 60,
+                  ms / 1000 % 60, ms % 1000);
+    return s + buffer;
+}
+
+void CcStage::triplets(double time, const uint8_t *p, size_t count, const Position &at)
 {
     for (size_t k = 0; k < count; k++, p += 3) {
         if (!(p[0] & 0x04))
@@ -54,7 +69,7 @@ void CcStage::triplets(double time, const uint8_t *p, size_t count, const std::s
     }
 }
 
-void CcStage::finish(double time, const std::string &at, const char *what)
+void CcStage::finish(double time, const Position &at, const char *what)
 {
     if (flush_short(time))
         out_.warn(at, std::string("DTVCC packet cut short by the end of the ") + what);

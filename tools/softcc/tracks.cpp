@@ -57,14 +57,13 @@ void seen(std::map<uint32_t, TrackData> &tracks, bool is708, uint32_t service, d
 }
 
 // The services whose blocks in a DTVCC packet are not empty.
-void packet_services(const Chunk &c, std::map<uint32_t, TrackData> &tracks)
+void packet_services(const Chunk &c, const uint8_t *p, std::map<uint32_t, TrackData> &tracks)
 {
-    const std::vector<uint8_t> &p = c.bytes;
-    for (size_t i = 1; i < p.size();) {
+    for (size_t i = 1; i < c.size;) {
         uint32_t service = p[i] >> 5, size = p[i] & 0x1F;
         i++;
         if (service == 7 && size != 0) {  // extended service number in the next byte
-            if (i >= p.size()) break;
+            if (i >= c.size) break;
             service = p[i++] & 0x3F;
         }
         if (service == 0)
@@ -120,9 +119,10 @@ std::vector<TrackData> tracks_present(const Stream &stream)
     fields[1].field2 = true;
     for (const Chunk &c : stream.chunks) {
         if (c.channel == Channel::Dtvcc) {
-            packet_services(c, tracks);
-        } else if (c.bytes.size() == 2) {
-            int service = fields[c.channel == Channel::Field2].route(c.bytes[0], c.bytes[1]);
+            packet_services(c, stream.bytes(c), tracks);
+        } else if (c.size == 2) {
+            const uint8_t *p = stream.bytes(c);
+            int service = fields[c.channel == Channel::Field2].route(p[0], p[1]);
             if (service >= 0)
                 seen(tracks, false, (uint32_t)service, c.time);
         }

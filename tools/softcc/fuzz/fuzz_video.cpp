@@ -30,8 +30,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     }
     Stream stream;
     CcStage stage(stream);
-    stage.triplets(0, cc.data(), cc.size() / 3, "frame");
-    stage.finish(0, "frame", "stream");
+    stage.triplets(0, cc.data(), cc.size() / 3, Position{"frame", 1});
+    stage.finish(0, Position{"frame", 1}, "stream");
     tracks_present(stream);
     return 0;
 }

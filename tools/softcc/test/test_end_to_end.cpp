@@ -148,7 +148,7 @@ TEST(Samples, CcDataOfTheMccAndTheTransportStreamMatchTheDumpByteForByte)
         std::vector<std::string> pairs, packets;
         for (const softcc::Chunk &c : s.chunks) {
             std::string hex;
-            for (uint8_t b : c.bytes) hex += "0123456789ABCDEF"[b >> 4], hex += "0123456789ABCDEF"[b & 15];
+            for (uint8_t b : s.bytes_of((size_t)(&c - s.chunks.data()))) hex += "0123456789ABCDEF"[b >> 4], hex += "0123456789ABCDEF"[b & 15];
             if (c.channel == softcc::Channel::Dtvcc)
                 packets.push_back(hex);
             else

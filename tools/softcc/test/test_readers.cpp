@@ -7,7 +7,7 @@ using namespace softcc;
 
 namespace {
 
-std::vector<uint8_t> pair_at(const Stream &s, size_t i) { return s.chunks.at(i).bytes; }
+std::vector<uint8_t> pair_at(const Stream &s, size_t i) { return s.bytes_of(i); }
 
 }  // namespace
 
@@ -52,7 +52,7 @@ TEST(Scc, DamageWarnsWithLineAndDecodingContinues)
     EXPECT_EQ(s.warnings[1].at, "4");
     EXPECT_EQ(s.warnings[2].at, "5");
     EXPECT_EQ(s.warnings[3].at, "6");  // frame 0 of minute 1 does not exist in drop-frame
-    EXPECT_EQ(s.chunks.back().bytes, (std::vector<uint8_t>{0x94, 0x20}));
+    EXPECT_EQ(s.bytes_of(s.chunks.size() - 1), (std::vector<uint8_t>{0x94, 0x20}));
 }
 
 TEST(Mcc, ExtractsFieldPairsAndDtvccPacketsFromCdp)
@@ -70,7 +70,7 @@ TEST(Mcc, ExtractsFieldPairsAndDtvccPacketsFromCdp)
     EXPECT_EQ(s.chunks[0].channel, Channel::Field1);
     EXPECT_EQ(s.chunks[1].channel, Channel::Field2);
     EXPECT_EQ(s.chunks[2].channel, Channel::Dtvcc);
-    EXPECT_EQ(s.chunks[2].bytes, (std::vector<uint8_t>{0x02, 0x21, 0x8C, 0x01}));
+    EXPECT_EQ(s.bytes_of(2), (std::vector<uint8_t>{0x02, 0x21, 0x8C, 0x01}));
     EXPECT_NEAR(s.chunks[0].time, 30 * 1001.0 / 30000.0, 1e-9);
 }
 
@@ -86,8 +86,8 @@ TEST(Mcc, ShortPacketIsCompletedWithZerosAndInvalidTripletsCarryNothing)
                              "00\n00:00:00:01\t" + second + "00\n",
                          s, error));
     ASSERT_EQ(s.chunks.size(), 2u);
-    EXPECT_EQ(s.chunks[0].bytes, (std::vector<uint8_t>{0x04, 0x21, 0, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(s.chunks[1].bytes, (std::vector<uint8_t>{0x02, 0x21, 0x8C, 0x01}));
+    EXPECT_EQ(s.bytes_of(0), (std::vector<uint8_t>{0x04, 0x21, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(s.bytes_of(1), (std::vector<uint8_t>{0x02, 0x21, 0x8C, 0x01}));
     EXPECT_NEAR(s.chunks[1].time, 1.0 / 24, 1e-9);
     bool cut_short = false;
     for (const Warning &w : s.warnings) cut_short |= w.message.find("cut short") != std::string::npos;
@@ -113,7 +113,7 @@ TEST(Raw, Dtvcc708SplitsPacketsBySizeCode)
     Stream s;
     read_raw_708({0x02, 0x21, 0x8C, 0x01, 0x41, 0x21}, s);
     ASSERT_EQ(s.chunks.size(), 2u);
-    EXPECT_EQ(s.chunks[1].bytes.size(), 2u);
+    EXPECT_EQ(s.chunks[1].size, 2u);
 }
 
 TEST(Mpeg2, CaptionsFollowPresentationOrderAcrossGroupsOfPictures)

@@ -134,7 +134,8 @@ TEST(Tracks, PairsGoToTheChannelModeAndFieldTheirControlCodesChose)
         {8, Channel::Field2, 0xC1, 0x80}, {9, Channel::Field1, 0x80, 0x80},  // CC3 text; null pair
     };
     for (const auto &p : pairs) stage.pair(p.time, p.field, p.b1, p.b2);
-    s.chunks.push_back(Chunk{10, Channel::Dtvcc, {0x02, 0xE2, 0x05, 0x41, 0x00}});  // extended header: service 5
+    const uint8_t packet[] = {0x02, 0xE2, 0x05, 0x41, 0x00};  // extended header: service 5
+    s.add(10, Channel::Dtvcc, packet, sizeof packet);
     std::string found;
     for (const TrackData &t : tracks_present(s))
         found += track_name(t.track) + "@" + std::to_string((int)t.first) + "-" + std::to_string((int)t.last) + " ";
@@ -205,7 +206,7 @@ TEST(Containers, CaptionsFollowPresentationTimeInTransportStreamsAndMp4)
         std::string text;
         for (const Chunk &c : s.chunks)
             if (c.channel == Channel::Field1) {
-                text += (char)(c.bytes[0] & 0x7F);
+                text += (char)(s.bytes(c)[0] & 0x7F);
                 EXPECT_NEAR(c.time, (text.size() - 1) / 30.0, 1e-6) << "length size " << length_size;
             }
         EXPECT_EQ(text, "ABCD") << "length size " << length_size;
