@@ -40,19 +40,23 @@ TEST(Scc, PairsGoOutOnePerFrameWithNullsBetweenLines)
     EXPECT_NEAR(over.chunks[3].time, 3 * 1001.0 / 30000.0, 1e-9);
 }
 
+// A timecode that names no frame is read as the frame count it spells: its line's pairs are kept.
 TEST(Scc, DamageWarnsWithLineAndDecodingContinues)
 {
     Stream s;
     std::string error;
-    ASSERT_TRUE(read_scc("Scenarist_SCC V1.0\n\n00:00:00:00 94zz c1c1\n00:00:00:45 c1c1\nrubbish\n00:01:00;00 9420\n"
-                         "00:00:10:00 9420\n", s, error));
-    ASSERT_EQ(s.warnings.size(), 4u);
-    EXPECT_EQ(s.warnings[0].at, "3");
-    EXPECT_NE(s.warnings[0].message.find("94zz"), std::string::npos);
-    EXPECT_EQ(s.warnings[1].at, "4");
-    EXPECT_EQ(s.warnings[2].at, "5");
-    EXPECT_EQ(s.warnings[3].at, "6");  // frame 0 of minute 1 does not exist in drop-frame
-    EXPECT_EQ(s.bytes_of(s.chunks.size() - 1), (std::vector<uint8_t>{0x94, 0x20}));
+    ASSERT_TRUE(read_scc("Scenarist_SCC V1.0\n\n00:00:00:00 94zz c1c1\n00:00:01:45 c2c2\nrubbish\n00:08:00;00 9420\n"
+                         "00:00:10:00 9421\n00:61:00:00 9422\n", s, error));
+    std::vector<std::string> where;
+    for (const Warning &w : s.warnings) where.push_back(w.at + " " + w.message.substr(0, 24));
+    EXPECT_EQ(where, (std::vector<std::string>{"3 malformed hex word '94zz", "4 timecode 00:00:01:45 nam",
+                                               "5 line does not start with", "6 timecode 00:08:00;00 nam",
+                                               "8 impossible timecode"}));
+    EXPECT_NE(s.warnings[1].message.find("read as frame 75"), std::string::npos);
+    EXPECT_EQ(pair_at(s, 75), (std::vector<uint8_t>{0xC2, 0xC2}));
+    EXPECT_EQ(pair_at(s, 14384), (std::vector<uint8_t>{0x94, 0x20}));  // 8 minutes of drop-frame
+    EXPECT_EQ(pair_at(s, 14385), (std::vector<uint8_t>{0x94, 0x21}));  // pushed later, never back
+    EXPECT_EQ(s.chunks.size(), 14386u);
 }
 
 TEST(Mcc, ExtractsFieldPairsAndDtvccPacketsFromCdp)
