@@ -8,6 +8,7 @@
 #ifdef SOFTCC_WITH_AVFORMAT
 #include "reader_av.h"
 extern "C" {
+#include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 }
 #endif
@@ -187,30 +188,50 @@ Bytes mux(const char *format, AVCodecID codec, const Bytes &extradata, const std
 
 }  // namespace
 
-TEST(Containers, CaptionsFollowPresentationTimeInTransportStreamsMp4AndMatroska)
+// An MPEG-2 picture of coding type 1 (I), 2 (P) or 3 (B): sequence header,
+// picture header, GA94 user data with one field-1 pair, a slice.  Larger than
+// a program stream pack, so that each picture starts a PES packet of its own
+// with its time stamp, as real pictures do.
+Bytes mpeg2_picture(int temporal_reference, int type, uint8_t b1)
 {
-    // Decode order I0 P3 B1 B2, each picture's SEI carrying one letter; shown A B C D.
+    Bytes p = {0, 0, 1, 0xB3, 0x04, 0x00, 0x40, 0x14, 0xFF, 0xFF, 0xE0, 0x18, 0, 0, 1, 0x00,
+               (uint8_t)(temporal_reference >> 2), (uint8_t)(temporal_reference << 6 | type << 3), 0xFF, 0xF8,
+               0, 0, 1, 0xB2, 'G', 'A', '9', '4', 3, 0x41, 0xFF, 0xFC, b1, 0x80, 0xFF, 0, 0, 1, 0x01};
+    p.resize(5000, 0x11);
+    return p;
+}
+
+TEST(Containers, CaptionsFollowPresentationTimeInEveryContainerAndCodec)
+{
+    // Decode order I0 P3 B1 B2, each picture carrying one letter; shown A B C D.
     const uint8_t letters[] = {'A', 'D', 'B', 'C'};
     const int64_t shown[] = {0, 3, 1, 2};
+    const int types[] = {1, 2, 3, 3};
     Bytes avcc = {1, 0x64, 0, 0x1F, 0xFD, 0xE0, 0x00};  // lengthSizeMinusOne 1, no parameter sets
-    for (const char *format : {"mpegts", "mp4", "matroska"}) {
-        int length_size = std::string(format) == "mpegts" ? 0 : 2;
+    const struct { const char *format; AVCodecID codec; int length_size; } cases[] = {
+        {"mpegts", AV_CODEC_ID_H264, 0}, {"mp4", AV_CODEC_ID_H264, 2}, {"matroska", AV_CODEC_ID_H264, 2},
+        {"mpegts", AV_CODEC_ID_MPEG2VIDEO, 0}, {"vob", AV_CODEC_ID_MPEG2VIDEO, 0},  // MPEG-2 in TS and PS
+    };
+    for (const auto &c : cases) {
+        std::string name = std::string(c.format) + " " + avcodec_get_name(c.codec);
         std::vector<Packet> packets;
         for (int i = 0; i < 4; i++)
-            packets.push_back({9000 + shown[i] * 3000, 6000 + i * 3000, access_unit(VideoCodec::H264, length_size, letters[i], false)});
-        Bytes file = mux(format, AV_CODEC_ID_H264, length_size ? avcc : Bytes{}, packets);
+            packets.push_back({9000 + shown[i] * 3000, 6000 + i * 3000,
+                               c.codec == AV_CODEC_ID_H264 ? access_unit(VideoCodec::H264, c.length_size, letters[i], false)
+                                                           : mpeg2_picture((int)shown[i], types[i], letters[i])});
+        Bytes file = mux(c.format, c.codec, c.length_size ? avcc : Bytes{}, packets);
         Input in = Input::from_bytes("test", file);
         Stream s;
         std::string error;
-        ASSERT_TRUE(av_reader().probe(in)) << format;
+        ASSERT_TRUE(av_reader().probe(in)) << name;
         ASSERT_TRUE(av_reader().read(in, s, error)) << error;
         std::string text;
-        for (const Chunk &c : s.chunks)
-            if (c.channel == Channel::Field1) {
-                text += (char)(s.bytes(c)[0] & 0x7F);
-                EXPECT_NEAR(c.time, (text.size() - 1) / 30.0, 1e-3) << format;  // Matroska counts milliseconds
+        for (const Chunk &chunk : s.chunks)
+            if (chunk.channel == Channel::Field1) {
+                text += (char)(s.bytes(chunk)[0] & 0x7F);
+                EXPECT_NEAR(chunk.time, (text.size() - 1) / 30.0, 1e-3) << name;  // Matroska counts milliseconds
             }
-        EXPECT_EQ(text, "ABCD") << format;
+        EXPECT_EQ(text, "ABCD") << name;
     }
 }
 #endif
