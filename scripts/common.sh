@@ -23,7 +23,8 @@ ensure_packages() {
 }
 
 native_packages() {
-    ensure_packages cmake g++ make pkg-config python3 libgtest-dev libgmock-dev libbenchmark-dev
+    ensure_packages cmake g++ make pkg-config python3 libgtest-dev libgmock-dev libbenchmark-dev \
+        nlohmann-json3-dev libavformat-dev libavcodec-dev libavutil-dev
 }
 
 # Configures and builds the native tree in $BUILD_DIR: the named targets, or

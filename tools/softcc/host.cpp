@@ -135,16 +135,19 @@ void Host::drain_alarm()
 
 void Host::window_callback(const char *name, CaptionWindow *windows, bool follow_list, bool remove)
 {
+    bool events = sink_.wants_events();
     Event e{now_, name, {}, 0, {}};
     int guard = 0;
     for (CaptionWindow *w = windows; w && guard < 8; w = follow_list ? w->next : nullptr, guard++) {
-        e.windows.push_back(copy_window(*w));
+        if (events)
+            e.windows.push_back(copy_window(*w));
         if (remove)
             windows_.erase(w->id);
         else
-            windows_[w->id] = e.windows.back();
+            windows_[w->id] = events ? e.windows.back() : copy_window(*w);
     }
-    sink_.event(e);
+    if (events)
+        sink_.event(e);
     update_picture();
 }
 

@@ -59,6 +59,9 @@ class Sink {
 public:
     virtual ~Sink() = default;
     virtual void event(const Event &) {}
+    // False for outputs that show pictures only: the host then spares the
+    // copies of the windows that an event carries.
+    virtual bool wants_events() const { return true; }
     virtual void report(const Report &) {}
     // The visible picture after a callback changed it.
     virtual void picture(double /*time*/, const std::vector<Line> &) {}

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <nlohmann/json.hpp>
 
 namespace softcc {
 
@@ -36,66 +37,59 @@ bool blank(const std::u16string &text)
 
 // ---- json ------------------------------------------------------------------
 
-std::string json_string(const std::string &s)
+using Json = nlohmann::ordered_json;
+
+Json json_pen(const PenStyle &p)
 {
-    std::string out = "\"";
-    for (unsigned char c : s) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += (char)c;
-        } else if (c < 0x20) {
-            char buf[8];
-            std::snprintf(buf, sizeof buf, "\\u%04x", c);
-            out += buf;
-        } else {
-            out += (char)c;
-        }
-    }
-    return out + "\"";
+    return Json{{"pen_size", p.pen_size},     {"font_style", p.font_style}, {"fg_color", p.fg_color},
+                {"fg_opacity", p.fg_opacity}, {"bg_color", p.bg_color},     {"bg_opacity", p.bg_opacity},
+                {"edge_type", p.edge_type},   {"edge_color", p.edge_color}, {"attributes", p.attributes},
+                {"pen_offset", p.pen_offset}};
 }
 
-std::string json_pen(const PenStyle &p)
+Json json_segment(const SegmentCopy &s)
 {
-    char buf[320];
-    std::snprintf(buf, sizeof buf,
-                  "{\"pen_size\":%u,\"font_style\":%u,\"fg_color\":%u,\"fg_opacity\":%u,\"bg_color\":%u,"
-                  "\"bg_opacity\":%u,\"edge_type\":%u,\"edge_color\":%u,\"attributes\":%u,\"pen_offset\":%u}",
-                  p.pen_size, p.font_style, p.fg_color, p.fg_opacity, p.bg_color, p.bg_opacity, p.edge_type,
-                  p.edge_color, p.attributes, p.pen_offset);
-    return buf;
+    return Json{{"row", s.row},
+                {"column", s.column},
+                {"caption_mode", s.caption_mode},
+                {"text", utf8(s.text)},
+                {"pen", json_pen(s.pen)}};
 }
 
-std::string json_segment(const SegmentCopy &s)
-{
-    char buf[96];
-    std::snprintf(buf, sizeof buf, "{\"row\":%d,\"column\":%d,\"caption_mode\":%d,\"text\":", s.row, s.column,
-                  s.caption_mode);
-    return buf + json_string(utf8(s.text)) + ",\"pen\":" + json_pen(s.pen) + "}";
-}
-
-std::string json_window(const WindowCopy &w)
+Json json_window(const WindowCopy &w)
 {
     const CaptionWindow &r = w.record;
     const WindowStyle &st = r.style;
-    char buf[768];
-    std::snprintf(buf, sizeof buf,
-                  "{\"id\":%u,\"priority\":%u,\"flags\":%u,\"visible\":%s,\"anchor_point\":%u,"
-                  "\"anchor_vertical\":%u,\"anchor_horizontal\":%u,\"row_count\":%u,\"column_count\":%u,"
-                  "\"style\":{\"justify\":%u,\"print_direction\":%u,\"scroll_direction\":%u,\"word_wrap\":%u,"
-                  "\"display_effect\":%u,\"effect_direction\":%u,\"effect_speed\":%u,\"fill_color\":%u,"
-                  "\"fill_opacity\":%u,\"border_type\":%u,\"border_color\":%u},\"defined\":%u,\"cursor_row\":%d,"
-                  "\"cursor_column\":%d,\"text_tag\":%u,\"pen\":",
-                  r.id, r.priority, r.flags, (r.flags & SOFTCC_WINDOW_VISIBLE) ? "true" : "false", r.anchor_point,
-                  r.anchor_vertical, r.anchor_horizontal, r.row_count, r.column_count, st.justify,
-                  st.print_direction, st.scroll_direction, st.word_wrap, st.display_effect, st.effect_direction,
-                  st.effect_speed, st.fill_color, st.fill_opacity, st.border_type, st.border_color, r.defined,
-                  r.cursor_row, r.cursor_column, r.text_tag);
-    std::string out = buf + json_pen(r.pen) + ",\"segments\":[";
-    for (size_t i = 0; i < w.segments.size(); i++)
-        out += (i ? "," : "") + json_segment(w.segments[i]);
-    out += "],\"current_segment\":";
-    out += w.has_current ? json_segment(w.current) : "null";
-    return out + "}";
+    Json style = {{"justify", st.justify},
+                  {"print_direction", st.print_direction},
+                  {"scroll_direction", st.scroll_direction},
+                  {"word_wrap", st.word_wrap},
+                  {"display_effect", st.display_effect},
+                  {"effect_direction", st.effect_direction},
+                  {"effect_speed", st.effect_speed},
+                  {"fill_color", st.fill_color},
+                  {"fill_opacity", st.fill_opacity},
+                  {"border_type", st.border_type},
+                  {"border_color", st.border_color}};
+    Json segments = Json::array();
+    for (const SegmentCopy &s : w.segments) segments.push_back(json_segment(s));
+    return Json{{"id", r.id},
+                {"priority", r.priority},
+                {"flags", r.flags},
+                {"visible", (r.flags & SOFTCC_WINDOW_VISIBLE) != 0},
+                {"anchor_point", r.anchor_point},
+                {"anchor_vertical", r.anchor_vertical},
+                {"anchor_horizontal", r.anchor_horizontal},
+                {"row_count", r.row_count},
+                {"column_count", r.column_count},
+                {"style", style},
+                {"defined", r.defined},
+                {"cursor_row", r.cursor_row},
+                {"cursor_column", r.cursor_column},
+                {"text_tag", r.text_tag},
+                {"pen", json_pen(r.pen)},
+                {"segments", segments},
+                {"current_segment", w.has_current ? json_segment(w.current) : Json()}};
 }
 
 class JsonSink : public Sink {
@@ -103,36 +97,29 @@ public:
     explicit JsonSink(FILE *out) : out_(out) {}
     void event(const Event &e) override
     {
-        std::string line = "{\"time\":" + number(e.time) + ",\"callback\":" + json_string(e.callback);
+        Json line = {{"callback", e.callback}};
         if (e.callback == "set_delay_alarm")
-            line += ",\"milliseconds\":" + std::to_string(e.milliseconds);
-        if (e.callback.rfind("forward_", 0) == 0) {
-            line += ",\"data\":[";
-            for (size_t i = 0; i < e.data.size(); i++)
-                line += (i ? "," : "") + std::to_string(e.data[i]);
-            line += "]";
-        }
+            line["milliseconds"] = e.milliseconds;
+        if (e.callback.rfind("forward_", 0) == 0)
+            line["data"] = e.data;
         if (e.callback.find("_windows") != std::string::npos) {
-            line += ",\"windows\":[";
-            for (size_t i = 0; i < e.windows.size(); i++)
-                line += (i ? "," : "") + json_window(e.windows[i]);
-            line += "]";
+            line["windows"] = Json::array();
+            for (const WindowCopy &w : e.windows) line["windows"].push_back(json_window(w));
         }
-        std::fprintf(out_, "%s}\n", line.c_str());
+        write(e.time, line);
     }
     void report(const Report &r) override
     {
-        std::fprintf(out_, "{\"time\":%s,\"report\":{\"status\":%u,\"path\":%s,\"line\":%u,\"message\":%s}}\n",
-                     number(r.time).c_str(), r.status, json_string(r.path).c_str(), r.line,
-                     json_string(r.message).c_str());
+        write(r.time, Json{{"report", {{"status", r.status}, {"path", r.path}, {"line", r.line}, {"message", r.message}}}});
     }
 
 private:
-    static std::string number(double t)
+    // One line per object, its media time first and always with three
+    // decimals (the library would shorten 1.250 to 1.25).
+    void write(double time, const Json &rest)
     {
-        char buf[32];
-        std::snprintf(buf, sizeof buf, "%.3f", t);
-        return buf;
+        std::string body = rest.dump(-1, ' ', false, Json::error_handler_t::replace);
+        std::fprintf(out_, "{\"time\":%.3f,%s\n", time, body.c_str() + 1);
     }
     FILE *out_;
 };
@@ -155,6 +142,7 @@ const char *ansi_colour(uint8_t rgb)
 class ScreenSink : public Sink {
 public:
     ScreenSink(FILE *out, bool ansi, int columns) : out_(out), ansi_(ansi), columns_(columns) {}
+    bool wants_events() const override { return false; }
     // A viewer sees only the last picture of each media time (a 708 line
     // arrives character by character within one packet), so a picture is
     // drawn once time moves on.
@@ -306,6 +294,7 @@ std::string cue_text(const Cue &cue, bool vtt, int &cut)
 class CueSink : public Sink {
 public:
     CueSink(FILE *out, bool vtt, int columns) : out_(out), vtt_(vtt), columns_(columns) {}
+    bool wants_events() const override { return false; }
     void picture(double time, const std::vector<Line> &lines) override { builder_.picture(time, lines); }
     void finish(double end_time) override
     {

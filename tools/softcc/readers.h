@@ -1,55 +1,45 @@
-// Caption file readers: turn SCC, MCC and raw caption streams into timed
-// chunks of decoder input (608 pairs of one field, or whole DTVCC packets).
+// Caption readers, one file per carrier, behind one table: each has a name
+// (what --input takes), a content probe, and a read that turns an input into
+// a Stream through the shared cc_data stage (stream.h).
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "input.h"
+#include "stream.h"
+
 namespace softcc {
 
-enum class Channel : uint8_t { Field1, Field2, Dtvcc };
-
-struct Chunk {
-    double time = 0;             // media time in seconds
-    Channel channel = Channel::Field1;
-    std::vector<uint8_t> bytes;  // one 608 pair, or one DTVCC packet
+struct Reader {
+    const char *name;        // the --input value
+    const char *extensions;  // lower case, space separated: the choice when no probe matches
+    // True when the input's first bytes are of this format; null for formats
+    // that only a name or extension chooses.
+    bool (*probe)(Input &in);
+    // False with `error` set when the input is not of this format.
+    bool (*read)(Input &in, Stream &out, std::string &error);
 };
 
-struct Warning {
-    int line = 0;
-    std::string message;
-};
+// The readers that need nothing beyond the standard library, in probing order.
+std::vector<Reader> core_readers();
+// The reader chosen by content, else by the file name's extension; null when none.
+const Reader *detect_reader(const std::vector<Reader> &readers, Input &in);
+const Reader *reader_named(const std::vector<Reader> &readers, const std::string &name);
 
-struct Stream {
-    std::vector<Chunk> chunks;     // in media-time order
-    std::vector<Warning> warnings; // damage found inside the file
-    bool has_608 = false;          // carries any non-null 608 pair
-    bool has_708 = false;          // carries any DTVCC packet
-};
-
-// Each returns false with `error` set when the text is not of its format.
 bool read_scc(const std::string &text, Stream &out, std::string &error);
 bool read_mcc(const std::string &text, Stream &out, std::string &error);
 // MPEG-2 video elementary stream: the A/53 cc_data of each picture's GA94
 // user data, in presentation order (by temporal reference within each group
-// of pictures) at the sequence header's frame rate.  A warning's line is the
-// number of the picture in decode order.
+// of pictures) at the sequence header's frame rate.  A warning names the
+// picture by its number in decode order.
 bool read_mpeg2_es(const std::vector<uint8_t> &data, Stream &out, std::string &error);
 // Raw field pairs, one per frame at 29.97 fps.
 void read_raw_608(const std::vector<uint8_t> &data, Stream &out);
 // Raw DTVCC byte stream, split into packets by their size codes, one per frame.
 void read_raw_708(const std::vector<uint8_t> &data, Stream &out);
 
-// Frame count of a timecode; drop-frame skips frames 0 and 1 of every minute
-// except each tenth.
-int64_t timecode_frames(int h, int m, int s, int f, int nominal_fps, bool drop_frame);
-
-// Total size in bytes of a DTVCC packet from its header byte.
-inline size_t dtvcc_packet_size(uint8_t header)
-{
-    unsigned code = header & 0x3Fu;
-    return code == 0 ? 128 : code * 2;
-}
+constexpr double kNtscFrame = 1001.0 / 30000.0;
 
 }  // namespace softcc

@@ -1,12 +1,13 @@
 #include <gtest/gtest.h>
 
 #include "readers.h"
+#include "text_formats.h"
 
 using namespace softcc;
 
 namespace {
 
-std::vector<uint8_t> pair_at(const Stream &s, size_t i) { return s.chunks.at(i).bytes; }
+std::vector<uint8_t> pair_at(const Stream &s, size_t i) { return s.bytes_of(i); }
 
 }  // namespace
 
@@ -39,19 +40,23 @@ TEST(Scc, PairsGoOutOnePerFrameWithNullsBetweenLines)
     EXPECT_NEAR(over.chunks[3].time, 3 * 1001.0 / 30000.0, 1e-9);
 }
 
+// A timecode that names no frame is read as the frame count it spells: its line's pairs are kept.
 TEST(Scc, DamageWarnsWithLineAndDecodingContinues)
 {
     Stream s;
     std::string error;
-    ASSERT_TRUE(read_scc("Scenarist_SCC V1.0\n\n00:00:00:00 94zz c1c1\n00:00:00:45 c1c1\nrubbish\n00:01:00;00 9420\n"
-                         "00:00:10:00 9420\n", s, error));
-    ASSERT_EQ(s.warnings.size(), 4u);
-    EXPECT_EQ(s.warnings[0].line, 3);
-    EXPECT_NE(s.warnings[0].message.find("94zz"), std::string::npos);
-    EXPECT_EQ(s.warnings[1].line, 4);
-    EXPECT_EQ(s.warnings[2].line, 5);
-    EXPECT_EQ(s.warnings[3].line, 6);  // frame 0 of minute 1 does not exist in drop-frame
-    EXPECT_EQ(s.chunks.back().bytes, (std::vector<uint8_t>{0x94, 0x20}));
+    ASSERT_TRUE(read_scc("Scenarist_SCC V1.0\n\n00:00:00:00 94zz c1c1\n00:00:01:45 c2c2\nrubbish\n00:08:00;00 9420\n"
+                         "00:00:10:00 9421\n00:61:00:00 9422\n", s, error));
+    std::vector<std::string> where;
+    for (const Warning &w : s.warnings) where.push_back(w.at + " " + w.message.substr(0, 24));
+    EXPECT_EQ(where, (std::vector<std::string>{"3 malformed hex word '94zz", "4 timecode 00:00:01:45 nam",
+                                               "5 line does not start with", "6 timecode 00:08:00;00 nam",
+                                               "8 impossible timecode"}));
+    EXPECT_NE(s.warnings[1].message.find("read as frame 75"), std::string::npos);
+    EXPECT_EQ(pair_at(s, 75), (std::vector<uint8_t>{0xC2, 0xC2}));
+    EXPECT_EQ(pair_at(s, 14384), (std::vector<uint8_t>{0x94, 0x20}));  // 8 minutes of drop-frame
+    EXPECT_EQ(pair_at(s, 14385), (std::vector<uint8_t>{0x94, 0x21}));  // pushed later, never back
+    EXPECT_EQ(s.chunks.size(), 14386u);
 }
 
 TEST(Mcc, ExtractsFieldPairsAndDtvccPacketsFromCdp)
@@ -69,7 +74,7 @@ TEST(Mcc, ExtractsFieldPairsAndDtvccPacketsFromCdp)
     EXPECT_EQ(s.chunks[0].channel, Channel::Field1);
     EXPECT_EQ(s.chunks[1].channel, Channel::Field2);
     EXPECT_EQ(s.chunks[2].channel, Channel::Dtvcc);
-    EXPECT_EQ(s.chunks[2].bytes, (std::vector<uint8_t>{0x02, 0x21, 0x8C, 0x01}));
+    EXPECT_EQ(s.bytes_of(2), (std::vector<uint8_t>{0x02, 0x21, 0x8C, 0x01}));
     EXPECT_NEAR(s.chunks[0].time, 30 * 1001.0 / 30000.0, 1e-9);
 }
 
@@ -85,8 +90,8 @@ TEST(Mcc, ShortPacketIsCompletedWithZerosAndInvalidTripletsCarryNothing)
                              "00\n00:00:00:01\t" + second + "00\n",
                          s, error));
     ASSERT_EQ(s.chunks.size(), 2u);
-    EXPECT_EQ(s.chunks[0].bytes, (std::vector<uint8_t>{0x04, 0x21, 0, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(s.chunks[1].bytes, (std::vector<uint8_t>{0x02, 0x21, 0x8C, 0x01}));
+    EXPECT_EQ(s.bytes_of(0), (std::vector<uint8_t>{0x04, 0x21, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(s.bytes_of(1), (std::vector<uint8_t>{0x02, 0x21, 0x8C, 0x01}));
     EXPECT_NEAR(s.chunks[1].time, 1.0 / 24, 1e-9);
     bool cut_short = false;
     for (const Warning &w : s.warnings) cut_short |= w.message.find("cut short") != std::string::npos;
@@ -99,7 +104,7 @@ TEST(Readers, MalformedHexWarnsAndOtherFormatsAreRefused)
     std::string error;
     ASSERT_TRUE(read_mcc("File Format=MacCaption_MCC V1.0\nTime Code Rate=30\n00:00:00:00\tT0Xq\n", s, error));
     ASSERT_EQ(s.warnings.size(), 1u);
-    EXPECT_EQ(s.warnings[0].line, 3);
+    EXPECT_EQ(s.warnings[0].at, "3");
     // A file of another format is refused whole, with a reason.
     EXPECT_FALSE(read_mcc("Scenarist_SCC V1.0\n", s, error));
     error.clear();
@@ -112,7 +117,7 @@ TEST(Raw, Dtvcc708SplitsPacketsBySizeCode)
     Stream s;
     read_raw_708({0x02, 0x21, 0x8C, 0x01, 0x41, 0x21}, s);
     ASSERT_EQ(s.chunks.size(), 2u);
-    EXPECT_EQ(s.chunks[1].bytes.size(), 2u);
+    EXPECT_EQ(s.chunks[1].size, 2u);
 }
 
 TEST(Mpeg2, CaptionsFollowPresentationOrderAcrossGroupsOfPictures)

@@ -1,0 +1,94 @@
+// The shared cc_data stage.  Every reader hands its caption data to a CcStage:
+// frames of A/53 cc_data triplets with a media time (or, for formats that
+// carry them bare, 608 pairs and DTVCC bytes), and the stage splits them into
+// what the decoder takes: the 608 pairs of each field and whole DTVCC packets.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace softcc {
+
+enum class Channel : uint8_t { Field1, Field2, Dtvcc };
+
+// One 608 pair, or one DTVCC packet, kept in its stream's payload: a long
+// input has hundreds of thousands, and one heap block each costs more than
+// the decoding.
+struct Chunk {
+    double time = 0;  // media time in seconds
+    Channel channel = Channel::Field1;
+    uint8_t size = 0;
+    uint32_t offset = 0;  // in Stream::payload
+};
+
+struct Warning {
+    std::string at;  // where in the input: a line number, "picture 12", "packet 40 (00:00:01.500)"
+    std::string message;
+};
+
+// Where a frame sits in its input, spelled out only for a warning: a line
+// number, "picture 12", "packet 40 (00:00:01.500)".
+struct Position {
+    const char *unit = "";  // "" for a line number
+    size_t number = 0;
+    double time = -1;       // media time, when known
+    std::string text() const;
+};
+
+struct Stream {
+    std::vector<Chunk> chunks;      // in media-time order
+    std::vector<uint8_t> payload;   // the chunks' bytes
+    std::vector<Warning> warnings;  // damage found inside the input
+    bool has_608 = false;           // carries any non-null 608 pair
+    bool has_708 = false;           // carries any DTVCC packet
+    std::string carrier;            // what the captions came in, for the inventory
+    std::map<std::string, std::string> languages;  // service name ("CC1", "1") to language code
+
+    void add(double time, Channel channel, const uint8_t *bytes, size_t size)
+    {
+        chunks.push_back(Chunk{time, channel, (uint8_t)size, (uint32_t)payload.size()});
+        payload.insert(payload.end(), bytes, bytes + size);
+    }
+    const uint8_t *bytes(const Chunk &c) const { return payload.data() + c.offset; }
+    std::vector<uint8_t> bytes_of(size_t chunk) const
+    {
+        const Chunk &c = chunks.at(chunk);
+        return std::vector<uint8_t>(bytes(c), bytes(c) + c.size);
+    }
+    void warn(const std::string &at, const std::string &message) { warnings.push_back({at, message}); }
+    void warn(const Position &at, const std::string &message) { warnings.push_back({at.text(), message}); }
+};
+
+// Total size in bytes of a DTVCC packet from its header byte.
+inline size_t dtvcc_packet_size(uint8_t header)
+{
+    unsigned code = header & 0x3Fu;
+    return code == 0 ? 128 : code * 2;
+}
+
+class CcStage {
+public:
+    explicit CcStage(Stream &out) : out_(out) {}
+
+    void pair(double time, Channel field, uint8_t b1, uint8_t b2);
+    // `count` triplets of one frame: cc_type 0 and 1 are field 1 and field 2
+    // pairs, 3 starts a DTVCC packet and 2 continues it; cc_valid 0 carries
+    // nothing.  `at` names the frame in warnings.
+    void triplets(double time, const uint8_t *p, size_t count, const Position &at);
+    // A packet still open at the end is completed with zeros, with a warning
+    // that it was cut short by the end of the `what` ("file", "stream").
+    void finish(double time, const Position &at, const char *what);
+
+private:
+    bool flush_short(double time);
+    void emit(double time);
+
+    Stream &out_;
+    std::vector<uint8_t> packet_;
+    size_t size_ = 0;
+};
+
+}  // namespace softcc
