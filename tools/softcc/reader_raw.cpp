@@ -20,7 +20,7 @@ void read_raw_708(const std::vector<uint8_t> &data, Stream &out)
     for (size_t i = 0; i < data.size(); frame++) {
         size_t size = dtvcc_packet_size(data[i]);
         size_t n = size < data.size() - i ? size : data.size() - i;
-        out.add(frame * kNtscFrame, Channel::Dtvcc, data.data() + i, n);
+        out.add(frame * kNtscFrame, Channel::Dtvcc, data.data() + i, n, true);
         out.has_708 = true;
         i += n;
     }

@@ -14,21 +14,22 @@ void CcStage::pair(double time, Channel field, uint8_t b1, uint8_t b2)
 
 // A packet cut short by the next start is completed with zero bytes, so the
 // decoder, which finds packet boundaries only by counting, stays in step.
-bool CcStage::flush_short(double time)
+bool CcStage::complete_short()
 {
-    if (packet_.empty())
+    if (missing_ == 0)
         return false;
-    packet_.resize(size_, 0);
-    emit(time);
+    piece_.insert(piece_.end(), missing_, 0);
+    missing_ = 0;
     return true;
 }
 
+// Hands on what the open packet received since the last time.
 void CcStage::emit(double time)
 {
-    out_.has_708 = true;
-    out_.add(time, Channel::Dtvcc, packet_.data(), packet_.size());
-    packet_.clear();
-    size_ = 0;
+    if (!piece_.empty())
+        out_.add(time, Channel::Dtvcc, piece_.data(), piece_.size(), piece_starts_);
+    piece_.clear();
+    piece_starts_ = false;
 }
 
 std::string Position::text() const
@@ -54,25 +55,26 @@ void CcStage::triplets(double time, const uint8_t *p, size_t count, const Positi
             continue;
         }
         if (cc_type == 3) {
-            if (flush_short(time))
+            if (complete_short())
                 out_.warn(at, "DTVCC packet cut short by the next packet start");
-            size_ = dtvcc_packet_size(p[1]);
-        } else if (packet_.empty()) {
-            continue;  // continuation without a start: nothing to attach it to
-        }
-        packet_.push_back(p[1]);
-        packet_.push_back(p[2]);
-        if (packet_.size() >= size_) {
-            packet_.resize(size_);
             emit(time);
+            out_.has_708 = true;
+            piece_starts_ = true;
+            missing_ = dtvcc_packet_size(p[1]);
         }
+        // Bytes past the declared size, and continuations without a start,
+        // have no packet to go to.
+        for (int b = 1; b <= 2 && missing_ > 0; b++, missing_--)
+            piece_.push_back(p[b]);
     }
+    emit(time);
 }
 
 void CcStage::finish(double time, const Position &at, const char *what)
 {
-    if (flush_short(time))
+    if (complete_short())
         out_.warn(at, std::string("DTVCC packet cut short by the end of the ") + what);
+    emit(time);
 }
 
 }  // namespace softcc

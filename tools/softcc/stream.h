@@ -1,7 +1,8 @@
 // The shared cc_data stage.  Every reader hands its caption data to a CcStage:
 // frames of A/53 cc_data triplets with a media time (or, for formats that
 // carry them bare, 608 pairs and DTVCC bytes), and the stage splits them into
-// what the decoder takes: the 608 pairs of each field and whole DTVCC packets.
+// what the decoder takes: the 608 pairs of each field, and the DTVCC bytes
+// each frame carries, with every packet completed to its declared size.
 #pragma once
 
 #include <cstddef>
@@ -14,14 +15,15 @@ namespace softcc {
 
 enum class Channel : uint8_t { Field1, Field2, Dtvcc };
 
-// One 608 pair, or one DTVCC packet, kept in its stream's payload: a long
-// input has hundreds of thousands, and one heap block each costs more than
-// the decoding.
+// One 608 pair, or the bytes of one DTVCC packet that one frame carries,
+// kept in its stream's payload: a long input has hundreds of thousands, and
+// one heap block each costs more than the decoding.
 struct Chunk {
     double time = 0;  // media time in seconds
     Channel channel = Channel::Field1;
     uint8_t size = 0;
-    uint32_t offset = 0;  // in Stream::payload
+    bool packet_start = false;  // DTVCC: the bytes begin with a packet header
+    uint32_t offset = 0;        // in Stream::payload
 };
 
 struct Warning {
@@ -47,9 +49,9 @@ struct Stream {
     std::string carrier;            // what the captions came in, for the inventory
     std::map<std::string, std::string> languages;  // service name ("CC1", "1") to language code
 
-    void add(double time, Channel channel, const uint8_t *bytes, size_t size)
+    void add(double time, Channel channel, const uint8_t *bytes, size_t size, bool packet_start = false)
     {
-        chunks.push_back(Chunk{time, channel, (uint8_t)size, (uint32_t)payload.size()});
+        chunks.push_back(Chunk{time, channel, (uint8_t)size, packet_start, (uint32_t)payload.size()});
         payload.insert(payload.end(), bytes, bytes + size);
     }
     const uint8_t *bytes(const Chunk &c) const { return payload.data() + c.offset; }
@@ -76,19 +78,42 @@ public:
     void pair(double time, Channel field, uint8_t b1, uint8_t b2);
     // `count` triplets of one frame: cc_type 0 and 1 are field 1 and field 2
     // pairs, 3 starts a DTVCC packet and 2 continues it; cc_valid 0 carries
-    // nothing.  `at` names the frame in warnings.
+    // nothing.  `at` names the frame in warnings.  The frame's DTVCC bytes go
+    // out at its time, as a player hands them to the decoder frame by frame.
     void triplets(double time, const uint8_t *p, size_t count, const Position &at);
     // A packet still open at the end is completed with zeros, with a warning
     // that it was cut short by the end of the `what` ("file", "stream").
     void finish(double time, const Position &at, const char *what);
 
 private:
-    bool flush_short(double time);
+    bool complete_short();
     void emit(double time);
 
     Stream &out_;
-    std::vector<uint8_t> packet_;
-    size_t size_ = 0;
+    std::vector<uint8_t> piece_;  // bytes of the open packet not yet handed on
+    bool piece_starts_ = false;   // piece_ begins with the packet header
+    size_t missing_ = 0;          // bytes the open packet still lacks
 };
+
+// Joins a stream's DTVCC chunks back into whole packets: calls
+// `packet(time, bytes)` for each, with the time of its last chunk.
+template <typename F>
+void for_each_dtvcc_packet(const Stream &s, F packet)
+{
+    std::vector<uint8_t> bytes;
+    double time = 0;
+    for (const Chunk &c : s.chunks) {
+        if (c.channel != Channel::Dtvcc)
+            continue;
+        if (c.packet_start && !bytes.empty()) {
+            packet(time, bytes);
+            bytes.clear();
+        }
+        bytes.insert(bytes.end(), s.bytes(c), s.bytes(c) + c.size);
+        time = c.time;
+    }
+    if (!bytes.empty())
+        packet(time, bytes);
+}
 
 }  // namespace softcc

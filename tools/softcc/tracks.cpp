@@ -56,20 +56,21 @@ void seen(std::map<uint32_t, TrackData> &tracks, bool is708, uint32_t service, d
         it->second.last = time;
 }
 
-// The services whose blocks in a DTVCC packet are not empty.
-void packet_services(const Chunk &c, const uint8_t *p, std::map<uint32_t, TrackData> &tracks)
+// The services whose blocks in a DTVCC packet are not empty, framed as the
+// decoder frames them: a null block header ends the packet's data, a block of
+// service 0 is empty whatever its size, and service 7 is followed by the
+// extended service number even when its block is empty.
+void packet_services(double time, const std::vector<uint8_t> &p, std::map<uint32_t, TrackData> &tracks)
 {
-    for (size_t i = 1; i < c.size;) {
-        uint32_t service = p[i] >> 5, size = p[i] & 0x1F;
+    for (size_t i = 1; i < p.size() && p[i] != 0;) {
+        uint32_t service = p[i] >> 5, size = service == 0 ? 0 : p[i] & 0x1F;
         i++;
-        if (service == 7 && size != 0) {  // extended service number in the next byte
-            if (i >= c.size) break;
+        if (service == 7) {
+            if (i >= p.size()) break;
             service = p[i++] & 0x3F;
         }
-        if (service == 0)
-            break;  // the null block ends the packet's data
-        if (size > 0)
-            seen(tracks, true, service, c.time);
+        if (size > 0 && service != 0)
+            seen(tracks, true, service, time);
         i += size;
     }
 }
@@ -117,10 +118,11 @@ std::vector<TrackData> tracks_present(const Stream &stream)
     std::map<uint32_t, TrackData> tracks;
     FieldRouter fields[2];
     fields[1].field2 = true;
+    for_each_dtvcc_packet(stream, [&](double time, const std::vector<uint8_t> &packet) {
+        packet_services(time, packet, tracks);
+    });
     for (const Chunk &c : stream.chunks) {
-        if (c.channel == Channel::Dtvcc) {
-            packet_services(c, stream.bytes(c), tracks);
-        } else if (c.size == 2) {
+        if (c.channel != Channel::Dtvcc && c.size == 2) {
             const uint8_t *p = stream.bytes(c);
             int service = fields[c.channel == Channel::Field2].route(p[0], p[1]);
             if (service >= 0)

@@ -200,16 +200,17 @@ TEST(Samples, CcDataOfTheMccAndTheTransportStreamMatchTheDumpByteForByte)
         int cut = 0;
         for (const softcc::Warning &w : s.warnings) cut += w.message.find("cut short") != std::string::npos;
         EXPECT_EQ(cut, 18) << ext;
+        auto hex = [](const std::vector<uint8_t> &bytes) {
+            std::string h;
+            for (uint8_t b : bytes) h += "0123456789ABCDEF"[b >> 4], h += "0123456789ABCDEF"[b & 15];
+            return h;
+        };
         std::vector<std::string> pairs, packets;
-        for (const softcc::Chunk &c : s.chunks) {
-            std::string hex;
-            for (uint8_t b : s.bytes_of((size_t)(&c - s.chunks.data()))) hex += "0123456789ABCDEF"[b >> 4], hex += "0123456789ABCDEF"[b & 15];
-            if (c.channel == softcc::Channel::Dtvcc)
-                packets.push_back(hex);
-            else
-                pairs.push_back(std::to_string(std::lround(c.time * fps)) +
-                                (c.channel == softcc::Channel::Field1 ? "F1:" : "F2:") + hex);
-        }
+        for (size_t i = 0; i < s.chunks.size(); i++)
+            if (s.chunks[i].channel != softcc::Channel::Dtvcc)
+                pairs.push_back(std::to_string(std::lround(s.chunks[i].time * fps)) +
+                                (s.chunks[i].channel == softcc::Channel::Field1 ? "F1:" : "F2:") + hex(s.bytes_of(i)));
+        softcc::for_each_dtvcc_packet(s, [&](double, const std::vector<uint8_t> &p) { packets.push_back(hex(p)); });
         // The stream has two frames more than the MCC's CDPs, both null.
         ASSERT_GE(pairs.size(), dump_pairs.size()) << ext;
         for (size_t i = 0; i < pairs.size(); i++)

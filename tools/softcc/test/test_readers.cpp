@@ -89,9 +89,14 @@ TEST(Mcc, ShortPacketIsCompletedWithZerosAndInvalidTripletsCarryNothing)
     ASSERT_TRUE(read_mcc("File Format=MacCaption_MCC V1.0\nTime Code Rate=24\n00:00:00:00\t" + first +
                              "00\n00:00:00:01\t" + second + "00\n",
                          s, error));
-    ASSERT_EQ(s.chunks.size(), 2u);
-    EXPECT_EQ(s.bytes_of(0), (std::vector<uint8_t>{0x04, 0x21, 0, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(s.bytes_of(1), (std::vector<uint8_t>{0x02, 0x21, 0x8C, 0x01}));
+    // Each frame's bytes go out at its time; the zeros complete the first
+    // packet when the second starts.
+    ASSERT_EQ(s.chunks.size(), 3u);
+    EXPECT_EQ(s.bytes_of(0), (std::vector<uint8_t>{0x04, 0x21}));
+    EXPECT_EQ(s.bytes_of(1), (std::vector<uint8_t>(6, 0)));
+    EXPECT_FALSE(s.chunks[1].packet_start);
+    EXPECT_EQ(s.bytes_of(2), (std::vector<uint8_t>{0x02, 0x21, 0x8C, 0x01}));
+    EXPECT_TRUE(s.chunks[2].packet_start);
     EXPECT_NEAR(s.chunks[1].time, 1.0 / 24, 1e-9);
     bool cut_short = false;
     for (const Warning &w : s.warnings) cut_short |= w.message.find("cut short") != std::string::npos;
