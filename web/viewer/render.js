@@ -183,7 +183,6 @@ function penStyle(pen, format, vertical) {
     'background-color': colourCss(pen.bg_color, opacityOf(pen.bg_opacity), format),
   };
   if (font.mono && !vertical) style['letter-spacing'] = `calc(var(--cc-column) - ${MONOSPACE_ADVANCE}em)`;
-  if (vertical) style['letter-spacing'] = 'calc(var(--cc-row) - 1em)';
   if (font.smallCaps) style['font-variant'] = 'small-caps';
   if (pen.italics) style['font-style'] = 'italic';
   if (pen.underline) style['text-decoration'] = 'underline';
@@ -225,7 +224,9 @@ function pieceElement(doc, piece, format, vertical) {
   if (piece.gap) return element(doc, 'span', 'cc-gap', { [vertical ? 'height' : 'width']: extent });
   const span = element(doc, 'span', penClasses(piece.pen).join(' '), penStyle(piece.pen, format, vertical));
   span.style.setProperty(vertical ? 'min-height' : 'min-width', extent);
-  appendText(doc, span, piece.text);
+  // Vertical text stands upright, a character to a row.
+  if (vertical) for (const ch of piece.text) appendText(doc, span.appendChild(element(doc, 'span', 'cc-cell')), ch);
+  else appendText(doc, span, piece.text);
   return span;
 }
 

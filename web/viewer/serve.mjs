@@ -2,9 +2,12 @@
 // A small static server for the viewer, on 127.0.0.1 only:
 //   /          the viewer (web/viewer)
 //   /js/       the JavaScript package (bindings/js) with its WebAssembly modules
-//   /files/    the caption files given, by base name; /files/ lists them (JSON)
+//   /files/    the caption files given, by base name (the first of a name wins);
+//              /files/ lists them (JSON)
 //
 //   node web/viewer/serve.mjs [--port N] FILE...      (port 0: any free port)
+//
+// It prints the address, opening the first file.
 
 import { createServer } from 'node:http';
 import { readFile, stat } from 'node:fs/promises';
@@ -53,7 +56,8 @@ function fail(response, code) {
 // Serves the viewer with `files` (paths; each served by its base name).
 // Resolves to { url, close() } once listening.
 export function serve({ port = 8015, files = [] } = {}) {
-  const byName = new Map(files.map((file) => [path.basename(file), path.resolve(file)]));
+  const byName = new Map();
+  for (const file of files) if (!byName.has(path.basename(file))) byName.set(path.basename(file), path.resolve(file));
   const server = createServer((request, response) => {
     let urlPath;
     try {
@@ -106,7 +110,7 @@ if (process.argv[1] && path.resolve(process.argv[1]) === fileURLToPath(import.me
       if (!(await stat(file).catch(() => null))?.isFile()) throw new Error(`${file}: no such file`);
     }
     const { url } = await serve(options);
-    const first = options.files.length ? `?file=${encodeURIComponent(path.basename(options.files.at(-1)))}` : '';
+    const first = options.files.length ? `?file=${encodeURIComponent(path.basename(options.files[0]))}` : '';
     console.log(`caption viewer at ${url}${first}  (Ctrl-C stops it)`);
   } catch (error) {
     console.error(`serve.mjs: ${error.code === 'EADDRINUSE' ? `port in use: ${error.port}` : error.message}`);
