@@ -124,7 +124,7 @@ function isGap(code) {
 
 // The window's runs (and the run being typed) as cells of each line:
 // Map line -> Map position -> { code, pen }.
-function cellsOf(window) {
+export function cellsOf(window) {
   const rows = linesAreRows(window);
   const lines = new Map();
   const runs = window.current_segment ? [...window.segments, window.current_segment] : window.segments;

@@ -11,7 +11,7 @@
 // straight through.  As softcc does, the decoder closes one second after the
 // last caption data or alarm, which takes the last captions off the screen.
 
-import { linesAreRows, piecesOf } from './render.js';
+import { cellsOf, piecesOf } from './render.js';
 
 const LOG_LIMIT = 100000;
 const LABEL_LENGTH = 90;
@@ -20,16 +20,7 @@ const LABEL_LENGTH = 90;
 
 // The text of a window, one string per line (blank cells as spaces), in line order.
 export function windowLines(window) {
-  const rows = linesAreRows(window);
-  const lines = new Map();
-  const runs = window.current_segment ? [...window.segments, window.current_segment] : window.segments;
-  for (const run of runs) {
-    const line = rows ? run.row : run.column;
-    if (!lines.has(line)) lines.set(line, new Map());
-    for (let i = 0; i < run.text.length; i++) {
-      lines.get(line).set((rows ? run.column : run.row) + i, { code: run.text.charCodeAt(i), pen: run.pen });
-    }
-  }
+  const lines = cellsOf(window);
   return [...lines.keys()].sort((a, b) => a - b)
     .map((line) => piecesOf(lines.get(line)).map((p) => (p.gap ? ' '.repeat(p.length) : p.text)).join('').trim())
     .filter(Boolean);
