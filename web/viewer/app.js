@@ -201,7 +201,7 @@ function openTrack(service, t = 0) {
   pause();
   state.timeline?.close();
   const feed = state.file.feed(service);
-  state.timeline = new Timeline(state.softcc, feed);
+  state.timeline = new Timeline(state.softcc, feed, state.file.end ?? 0);
   Object.assign(state, { service, format: feed.format, drawn: null });
   $('scrub').max = String(end());
   $('scrub').disabled = false;

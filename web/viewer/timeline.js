@@ -9,12 +9,13 @@
 // Going back replays from the start with a fresh decoder, which costs a few
 // milliseconds per hour of captions, and gives the same windows as playing
 // straight through.  As softcc does, the decoder closes one second after the
-// last caption data or alarm, which takes the last captions off the screen.
+// input's last frame or the last Delay alarm, whichever is later, which takes
+// the last captions off the screen.
 
 import { cellsOf, piecesOf } from './render.js';
 
 const LOG_LIMIT = 100000;
-const LABEL_LENGTH = 90;
+const LABEL_LENGTH = 60;
 
 // ---- What a window shows ----------------------------------------------------------
 
@@ -38,25 +39,32 @@ function draws(w) {
     || w.style.border_type !== 0);
 }
 
-// Everything the screen draws, as one string.
-function drawnKey(windows) {
-  const parts = [];
-  for (const w of windows) {
-    if (!draws(w)) continue;
-    parts.push(`${w.id} ${w.flags} ${w.priority} ${w.anchor_point} ${w.anchor_vertical} ${w.anchor_horizontal}`
-      + ` ${w.row_count}x${w.column_count} ${keyOf(w.style)}`);
-    const runs = w.current_segment ? [...w.segments, w.current_segment] : w.segments;
-    for (const s of runs) parts.push(`${s.row},${s.column},${keyOf(s.pen)},${s.text}`);
-  }
+// Everything the screen draws of a window, as one string ('' for nothing).
+function drawnKey(w) {
+  if (!draws(w)) return '';
+  const parts = [`${w.flags} ${w.priority} ${w.anchor_point} ${w.anchor_vertical} ${w.anchor_horizontal}`
+    + ` ${w.row_count}x${w.column_count} ${keyOf(w.style)}`];
+  const runs = w.current_segment ? [...w.segments, w.current_segment] : w.segments;
+  for (const s of runs) parts.push(`${s.row},${s.column},${keyOf(s.pen)},${s.text}`);
   return parts.join('\n');
 }
 
-// A short label of what the visible windows show.
-export function screenLabel(windows) {
-  const drawn = windows.filter(draws);
-  const text = drawn.flatMap(windowLines).join(' / ');
-  if (!text) return drawn.length ? '(empty window)' : '(no captions)';
-  return text.length > LABEL_LENGTH ? `${text.slice(0, LABEL_LENGTH - 1)}…` : text;
+// The end of a long text: new caption text comes last.
+function shorten(text) {
+  return text.length > LABEL_LENGTH ? `…${text.slice(1 - LABEL_LENGTH)}` : text;
+}
+
+// A short label of a change: what the windows that changed show now.  708
+// names each window ("2 off" for one no longer drawn); 608 shows one memory
+// at a time and needs no names.
+export function changeLabel(windows, changed, format) {
+  if (!windows.some(draws)) return '(no captions)';
+  const parts = changed.map((id) => {
+    const w = windows[id];
+    const text = draws(w) ? shorten(windowLines(w).join(' / ')) || '(empty)' : 'off';
+    return format === 708 ? `${id}: ${text}` : text;
+  });
+  return format === 708 ? parts.join(' · ') : parts.filter((p) => p !== 'off').join(' / ') || '(empty)';
 }
 
 function describeWindows(windows) {
@@ -129,11 +137,12 @@ export class Session {
   }
 
   // Decodes the whole track, runs the alarms still pending, and closes one
-  // second later; returns that close time.
-  finish() {
+  // second after them or after `inputEnd`, the time of the input's last
+  // frame; returns that close time.
+  finish(inputEnd) {
     this.advance(this.feed.times.length ? this.feed.times[this.feed.times.length - 1] : 0);
     while (this.decoder.alarmTime !== null) this.decoder.advanceTo(this.decoder.alarmTime);
-    const last = Math.max(this.time, this.decoder.now / 1000);
+    const last = Math.max(inputEnd, this.time, this.decoder.now / 1000);
     this.end = Math.max(0, last) + 1;
     this.decoder.advanceTo(this.end * 1000);
     this.close();
@@ -171,24 +180,28 @@ function lastAtOrBefore(list, t) {
 }
 
 export class Timeline {
-  // Runs the track once to find its changes, its callbacks and its end.
-  constructor(softcc, feed) {
+  // Runs the track once to find its changes, its callbacks and its end;
+  // inputEnd is the media time of the input's last frame, any track.
+  constructor(softcc, feed, inputEnd = 0) {
     this.softcc = softcc;
     this.feed = feed;
-    this.changes = []; // { time, label }: the moments the screen changes
+    this.changes = []; // { time, label, changed }: the moments the screen changes, the windows changed
     this.log = []; // { time, name, detail }: every callback, up to LOG_LIMIT
     this.logTruncated = false;
-    let drawn = '';
+    const drawn = new Array(8).fill('');
     const scan = new Session(softcc, feed, Infinity, {
       log: (name, detail, time) => this.record(name, detail, time),
       update: (session, time) => {
-        const key = drawnKey(session.windows);
-        if (key === drawn) return;
-        drawn = key;
-        this.addChange(time, screenLabel(session.windows));
+        const changed = [];
+        session.windows.forEach((w, id) => {
+          const key = drawnKey(w);
+          if (key !== drawn[id]) changed.push(id);
+          drawn[id] = key;
+        });
+        if (changed.length) this.addChange(time, changed, session.windows);
       },
     });
-    this.end = scan.finish();
+    this.end = scan.finish(inputEnd);
     this.session = null;
   }
 
@@ -200,10 +213,12 @@ export class Timeline {
     this.log.push({ time, name, detail });
   }
 
-  addChange(time, label) {
-    const last = this.changes[this.changes.length - 1];
-    if (last && last.time === time) last.label = label;
-    else this.changes.push({ time, label });
+  // Steps at one media time make one change, labelled with every window they changed.
+  addChange(time, changed, windows) {
+    let last = this.changes[this.changes.length - 1];
+    if (!last || last.time !== time) this.changes.push((last = { time, label: '', changed: [] }));
+    last.changed = [...new Set([...last.changed, ...changed])].sort((a, b) => a - b);
+    last.label = changeLabel(windows, last.changed, this.feed.format);
   }
 
   // The windows at media time t: forward from where the last call left off,

@@ -25,7 +25,7 @@ before(async () => {
   server = await serve({ port: 0, files: ['demo.mcc', 'demo.scc'].map((name) => path.join(DEMO, name)) });
   profile = mkdtempSync(path.join(os.tmpdir(), 'viewer-chromium-'));
   browser = await chromium.launchPersistentContext(profile, {
-    executablePath: '/usr/bin/chromium', headless: true, args: FLAGS, viewport: { width: 1280, height: 860 },
+    executablePath: '/usr/bin/chromium', headless: true, args: FLAGS, viewport: { width: 1280, height: 640 },
   });
   page = browser.pages()[0] ?? await browser.newPage();
   page.on('pageerror', (error) => errors.push(error));
@@ -226,10 +226,13 @@ test('the drawing follows borders, edges, fonts, sizes, opacity, flash, justific
   assert.equal(found.absolute, 50, 'absolute anchor 105 of 210');
 });
 
-test('an unreadable file gets the reader\'s one-line complaint', async () => {
+test('an unreadable file gets the reader\'s one-line complaint, a damaged one its warnings', async () => {
   await open('');
-  await page.setInputFiles('#open', { name: 'broken.scc', mimeType: 'text/plain', buffer: Buffer.from('Scenarist_SCC V1.0\n\nnot a timecode\n') });
-  await page.waitForFunction(() => document.querySelector('#status').classList.contains('error') || document.querySelector('#track').options.length);
-  const status = await page.locator('#status').textContent();
-  assert.match(status, /broken\.scc|timecode|warning|line/i);
+  const pick = (name, text) => page.setInputFiles('#open', { name, mimeType: 'text/plain', buffer: Buffer.from(text) });
+  await pick('junk.bin', 'neither captions nor video');
+  await page.waitForSelector('#status.error');
+  assert.match(await page.locator('#status').textContent(), /^junk\.bin: /);
+  await pick('broken.scc', 'Scenarist_SCC V1.0\n\nnot a timecode\n');
+  await page.waitForFunction(() => document.querySelector('#warnings li'));
+  assert.equal(await page.locator('#warnings li').textContent(), 'broken.scc:3: line does not start with a timecode');
 });
