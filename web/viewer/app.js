@@ -32,8 +32,15 @@ function clock(seconds) {
   return `${Math.floor(whole / 60)}:${String(whole % 60).padStart(2, '0')}.${ms}`;
 }
 
+// The end of the timeline: the captions' end, or a longer video's.
 function end() {
-  return state.timeline ? state.timeline.end : 0;
+  const duration = $('video').duration;
+  return Math.max(state.timeline ? state.timeline.end : 0, state.video && Number.isFinite(duration) ? duration : 0);
+}
+
+function setEnd() {
+  $('scrub').max = String(end());
+  $('duration').textContent = clock(end());
 }
 
 function aspect() {
@@ -203,10 +210,9 @@ function openTrack(service, t = 0) {
   const feed = state.file.feed(service);
   state.timeline = new Timeline(state.softcc, feed, state.file.end ?? 0);
   Object.assign(state, { service, format: feed.format, drawn: null });
-  $('scrub').max = String(end());
+  setEnd();
   $('scrub').disabled = false;
   $('play').disabled = false;
-  $('duration').textContent = clock(end());
   $('changes').replaceChildren(...state.timeline.changes.map(changeItem));
   status(`${state.name}: ${state.file.carrier}, ${state.timeline.changes.length} changes of the screen`);
   seek(t);
@@ -257,6 +263,7 @@ function openVideo(file) {
   video.addEventListener('loadedmetadata', () => {
     video.currentTime = state.t;
     state.drawn = null;
+    setEnd();
     if (state.timeline) show(state.t);
   }, { once: true });
 }
