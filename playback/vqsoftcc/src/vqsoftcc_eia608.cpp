@@ -91,6 +91,11 @@ Eia608State &state_of(SoftCCContext *context)
     return context->format_state.eia608;
 }
 
+const Eia608State &state_of(const SoftCCContext *context)
+{
+    return context->format_state.eia608;
+}
+
 CaptionWindow *displayed_window(SoftCCContext *context)
 {
     CaptionWindow *first = &context->windows[0];
@@ -316,17 +321,17 @@ struct BasicException {
     uint16_t ucs2;
 };
 
-const BasicException kBasicExceptions[] = {
+constexpr BasicException kBasicExceptions[] = {
     {0x2A, 0x00E1}, {0x5C, 0x00E9}, {0x5E, 0x00ED}, {0x5F, 0x00F3}, {0x60, 0x00FA},
     {0x7B, 0x00E7}, {0x7C, 0x00F7}, {0x7D, 0x00D1}, {0x7E, 0x00F1}, {0x7F, 0x25A0},
 };
 
+/* The byte's bits folded into a nibble keep its parity; bit n of 0x6996 is
+ * the parity of n. */
 bool has_odd_parity(uint8_t byte)
 {
-    uint8_t ones = 0;
-    for (; byte != 0; byte = static_cast<uint8_t>(byte >> 1))
-        ones = static_cast<uint8_t>(ones + (byte & 1u));
-    return (ones & 1u) != 0;
+    uint32_t nibble = (byte ^ (byte >> 4)) & 0x0Fu;
+    return ((0x6996u >> nibble) & 1u) != 0;
 }
 
 uint8_t channel_bit(uint8_t b1)
@@ -361,36 +366,43 @@ bool in_range(uint8_t value, uint8_t low, uint8_t high)
     return value >= low && value <= high;
 }
 
-bool is_basic_pair(uint8_t b1, uint8_t b2)
+/* What a pair carries once its parity bits are cleared. */
+enum PairClass : uint8_t { kControlPair, kBasicPair, kExtendedPair, kSpecialPair };
+
+PairClass classify_pair(uint8_t b1, uint8_t b2)
 {
     if (in_range(b1, 0x20, 0x7F))
-        return b2 == 0x00 || in_range(b2, 0x20, 0x7F);
-    return b1 == 0x00 && in_range(b2, 0x20, 0x7F);
-}
-
-bool is_extended_pair(uint8_t b1, uint8_t b2)
-{
+        return (b2 == 0x00 || in_range(b2, 0x20, 0x7F)) ? kBasicPair : kControlPair;
+    if (b1 == 0x00)
+        return in_range(b2, 0x20, 0x7F) ? kBasicPair : kControlPair;
     uint8_t base = b1 & 0xF7;
-    return (base == 0x12 || base == 0x13) && in_range(b2, 0x20, 0x3F);
+    if ((base == 0x12 || base == 0x13) && in_range(b2, 0x20, 0x3F))
+        return kExtendedPair;
+    if (base == 0x11 && in_range(b2, 0x30, 0x3F))
+        return kSpecialPair;
+    return kControlPair;
 }
 
-bool is_special_pair(uint8_t b1, uint8_t b2)
+/* Code points of the basic set 0x20-0x7F: the code itself but for the exceptions. */
+struct BasicCharacterTable {
+    uint16_t ucs2[0x60];
+};
+
+constexpr BasicCharacterTable basic_character_table()
 {
-    return (b1 & 0xF7) == 0x11 && in_range(b2, 0x30, 0x3F);
+    BasicCharacterTable table{};
+    for (int code = 0x20; code < 0x80; ++code)
+        table.ucs2[code - 0x20] = static_cast<uint16_t>(code);
+    for (const BasicException &exception : kBasicExceptions)
+        table.ucs2[exception.code - 0x20] = exception.ucs2;
+    return table;
 }
 
-bool is_character_pair(uint8_t b1, uint8_t b2)
-{
-    return is_basic_pair(b1, b2) || is_extended_pair(b1, b2) || is_special_pair(b1, b2);
-}
+constexpr BasicCharacterTable kBasicCharacters = basic_character_table();
 
 uint16_t basic_character(uint8_t code)
 {
-    for (const BasicException &exception : kBasicExceptions) {
-        if (exception.code == code)
-            return exception.ucs2;
-    }
-    return code;
+    return kBasicCharacters.ucs2[code - 0x20];
 }
 
 uint16_t extended_character(uint8_t b1, uint8_t b2)
@@ -448,24 +460,25 @@ SoftCCStatus emit_extended(SoftCCContext *context, CaptionWindow *window, uint8_
     return emit_character(context, window, extended_character(b1, b2));
 }
 
-SoftCCStatus emit_pair_characters(SoftCCContext *context, CaptionWindow *window, uint8_t b1,
-                                  uint8_t b2)
+SoftCCStatus emit_pair_characters(SoftCCContext *context, CaptionWindow *window, PairClass kind,
+                                  uint8_t b1, uint8_t b2)
 {
-    if (is_basic_pair(b1, b2))
-        return emit_basic_pair(context, window, b1, b2);
-    if (is_extended_pair(b1, b2))
-        return emit_extended(context, window, b1, b2);
-    return emit_character(context, window, SpecialEIA608_UCS2_LookupTable[b2 - 0x30u]);
+    switch (kind) {
+    case kBasicPair: return emit_basic_pair(context, window, b1, b2);
+    case kExtendedPair: return emit_extended(context, window, b1, b2);
+    default: return emit_character(context, window, SpecialEIA608_UCS2_LookupTable[b2 - 0x30u]);
+    }
 }
 
 /* Pop-on text goes into the hidden memory and reaches the host at the swap. */
-SoftCCStatus put_character_pair(SoftCCContext *context)
+SoftCCStatus put_character_pair(SoftCCContext *context, PairClass kind)
 {
     CaptionWindow *window = vqsoftcc_internal_current_window(context);
     if (window == nullptr)
         return SOFTCC_OK;
     const Eia608State &state = state_of(context);
-    SoftCCStatus status = emit_pair_characters(context, window, state.first_byte, state.second_byte);
+    SoftCCStatus status =
+        emit_pair_characters(context, window, kind, state.first_byte, state.second_byte);
     if (status != SOFTCC_OK)
         return status;
     refresh_if_visible(context, window);
@@ -892,8 +905,9 @@ void handle_pair(SoftCCContext *context, Path path)
     Eia608State &state = state_of(context);
     uint8_t b1 = state.first_byte;
     uint8_t b2 = state.second_byte;
-    if (is_character_pair(b1, b2)) {
-        (void)put_character_pair(context);
+    PairClass kind = classify_pair(b1, b2);
+    if (kind != kControlPair) {
+        (void)put_character_pair(context, kind);
         state.last_control_code = 0;
         return;
     }
@@ -1025,9 +1039,32 @@ void forward_xds(SoftCCContext *context)
                                             2);
 }
 
+/* The null pair 80 80 fills most frames of a stream.  On a caption service
+ * outside XDS it only selects the window and clears the repeat filter. */
+bool is_plain_null_pair(const SoftCCContext *context)
+{
+    const Eia608State &state = state_of(context);
+    return state.first_byte == 0x80 && state.second_byte == 0x80 && context->service < 4 &&
+           !state.xds_active;
+}
+
+void process_null_pair(SoftCCContext *context)
+{
+    Eia608State &state = state_of(context);
+    state.first_byte = 0;
+    state.second_byte = 0;
+    select_window(context);
+    if (state.caption_active)
+        state.last_control_code = 0;
+}
+
 void process_pair(SoftCCContext *context)
 {
     Eia608State &state = state_of(context);
+    if (is_plain_null_pair(context)) {
+        process_null_pair(context);
+        return;
+    }
     if (!has_odd_parity(state.first_byte) || !has_odd_parity(state.second_byte)) {
         display_reset(context);
         return;
