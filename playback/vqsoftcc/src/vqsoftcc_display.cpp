@@ -17,13 +17,22 @@ int vqsoftcc_internal_window_style_cmp(const WindowStyle *a, const WindowStyle *
            a->border_color == b->border_color;
 }
 
-int vqsoftcc_internal_pen_style_cmp(const PenStyle *a, const PenStyle *b)
+namespace {
+
+inline bool same_pen(const PenStyle *a, const PenStyle *b)
 {
     return a->pen_size == b->pen_size && a->font_style == b->font_style &&
            a->fg_color == b->fg_color && a->fg_opacity == b->fg_opacity &&
            a->bg_color == b->bg_color && a->bg_opacity == b->bg_opacity &&
            a->edge_type == b->edge_type && a->edge_color == b->edge_color &&
            a->attributes == b->attributes && a->pen_offset == b->pen_offset;
+}
+
+} // namespace
+
+int vqsoftcc_internal_pen_style_cmp(const PenStyle *a, const PenStyle *b)
+{
+    return same_pen(a, b);
 }
 
 /* Field by field: the padding of the run's pen stays as it was. */
@@ -189,23 +198,27 @@ template <bool kVertical> bool can_join(const TextSegment *a, const TextSegment 
     return a->no_merge == 0 && b->no_merge == 0 && a->caption_mode == b->caption_mode &&
            run_line<kVertical>(a) == run_line<kVertical>(b) &&
            run_position<kVertical>(b) == run_position<kVertical>(a) + a->length &&
-           a->length + b->length <= SOFTCC_SEGMENT_CHARS &&
-           vqsoftcc_internal_pen_style_cmp(&a->pen, &b->pen);
+           a->length + b->length <= SOFTCC_SEGMENT_CHARS && same_pen(&a->pen, &b->pen);
 }
 
-/* b's characters go behind a's; b leaves the list and is released. */
+/* b's characters go behind a's; b leaves the list and is released.  The two
+ * runs are distinct blocks, so a plain forward copy does. */
 TextSegment *join(TextSegment *a, TextSegment *b, bool right)
 {
     int total = a->length + b->length;
+    uint16_t *to;
     if (right) {
-        uint16_t *to = &a->chars[SOFTCC_SEGMENT_CHARS - total];
+        to = &a->chars[SOFTCC_SEGMENT_CHARS - total];
         move_chars(to, a->text, a->length);
         a->text = to;
-        move_chars(&a->chars[SOFTCC_SEGMENT_CHARS - b->length], b->text, b->length);
+        to = &a->chars[SOFTCC_SEGMENT_CHARS - b->length];
     } else {
-        move_chars(&a->chars[a->length], b->text, b->length);
+        to = &a->chars[a->length];
         a->text = a->chars;
     }
+    const uint16_t *from = b->text;
+    for (int i = 0; i < b->length; ++i)
+        to[i] = from[i];
     a->length = (uint8_t)total;
     a->next = b->next;
     VQFree(b);
@@ -292,9 +305,28 @@ template <bool kVertical> SoftCCStatus insert_along(CaptionWindow *window, TextS
         return SOFTCC_ERR_NO_MEMORY;
     link_after(window, previous, s, e);
 
-    TextSegment *joined = join_if_possible<kVertical>(previous, s, right);
-    join_if_possible<kVertical>(joined != nullptr ? joined : s, e, right);
+    TextSegment *left = s;
+    if (previous != nullptr && can_join<kVertical>(previous, s))
+        left = join(previous, s, right);
+    if (e != nullptr && can_join<kVertical>(left, e))
+        join(left, e, right);
     return SOFTCC_OK;
+}
+
+SoftCCStatus insert_run(CaptionWindow *window, TextSegment *s)
+{
+    bool right = is_right_aligned(window->style.print_direction);
+    if (has_vertical_lines(window->style.scroll_direction))
+        return insert_along<true>(window, s, right);
+    return insert_along<false>(window, s, right);
+}
+
+/* The first character of a window, or the first after a failed
+ * allocation, needs a run to go into. */
+VQSOFTCC_RARE TextSegment *allocate_current_segment(CaptionWindow *window)
+{
+    window->current_segment = vqsoftcc_internal_new_segment();
+    return window->current_segment;
 }
 
 } // namespace
@@ -310,12 +342,8 @@ TextSegment *vqsoftcc_internal_new_segment(void)
 SoftCCStatus vqsoftcc_internal_add_char_to_current_segment(CaptionWindow *window, uint16_t ch)
 {
     TextSegment *s = window->current_segment;
-    if (s == nullptr) {
-        s = vqsoftcc_internal_new_segment();
-        window->current_segment = s;
-        if (s == nullptr)
-            return SOFTCC_ERR_NO_MEMORY;
-    }
+    if (s == nullptr && (s = allocate_current_segment(window)) == nullptr)
+        return SOFTCC_ERR_NO_MEMORY;
     if ((int)window->row_count <= window->cursor_row)
         window->cursor_row = (int16_t)(window->row_count - 1);
     if ((int)window->column_count <= window->cursor_column)
@@ -387,7 +415,7 @@ SoftCCStatus vqsoftcc_internal_terminate_current_segment(SoftCCContext *context)
     vqsoftcc_internal_apply_pen_style(s, &window->pen);
     if (s->in_use == 0)
         return SOFTCC_OK;
-    SoftCCStatus status = vqsoftcc_internal_insert_segment(window, s);
+    SoftCCStatus status = insert_run(window, s);
     if (status != SOFTCC_OK)
         return status;
     vqsoftcc_internal_debug_char_buffer(window);
@@ -399,10 +427,7 @@ SoftCCStatus vqsoftcc_internal_insert_segment(CaptionWindow *window, TextSegment
 {
     if (s == nullptr)
         return SOFTCC_ERR_NULL_POINTER;
-    bool right = is_right_aligned(window->style.print_direction);
-    if (has_vertical_lines(window->style.scroll_direction))
-        return insert_along<true>(window, s, right);
-    return insert_along<false>(window, s, right);
+    return insert_run(window, s);
 }
 
 TextSegment *vqsoftcc_internal_merge_segments(TextSegment *a, TextSegment *b,

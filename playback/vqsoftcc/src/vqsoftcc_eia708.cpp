@@ -777,20 +777,33 @@ constexpr LengthRange kExt1Lengths[] = {
     {0x87, 6}, {0x8F, 7}, {0x9F, kVariableLength}, {0xFF, 2},
 };
 
-template <size_t N> uint8_t length_in(const LengthRange (&ranges)[N], uint8_t byte)
+/* The ranges spread out over all 256 byte values, at compile time, so that a
+ * code's length is one load. */
+struct LengthTable {
+    uint8_t length[256];
+};
+
+template <size_t N> constexpr LengthTable length_table(const LengthRange (&ranges)[N])
 {
+    LengthTable table{};
     size_t index = 0;
-    while (ranges[index].last < byte)
-        ++index;
-    return ranges[index].length;
+    for (int byte = 0; byte < 256; ++byte) {
+        while (ranges[index].last < byte)
+            ++index;
+        table.length[byte] = ranges[index].length;
+    }
+    return table;
 }
+
+constexpr LengthTable kFirstByteLengthTable = length_table(kFirstByteLengths);
+constexpr LengthTable kExt1LengthTable = length_table(kExt1Lengths);
 
 /* The length the bytes held so far say the code has. */
 uint32_t code_length_so_far(const Eia708State &state)
 {
     if (state.code_buffer[0] != kExt1)
         return state.code_length;
-    uint8_t length = length_in(kExt1Lengths, state.code_buffer[1]);
+    uint8_t length = kExt1LengthTable.length[state.code_buffer[1]];
     if (length != kVariableLength)
         return length;
     /* until the length byte is in, the code is known to have 3 bytes */
@@ -835,7 +848,7 @@ void collect_code_byte(SoftCCContext *context, uint8_t byte)
     Eia708State &state = state_of(context);
     if (state.code_bytes_missing == 0) {
         state.code_buffer[0] = byte;
-        state.code_length = length_in(kFirstByteLengths, byte);
+        state.code_length = kFirstByteLengthTable.length[byte];
         state.code_bytes_missing = state.code_length - 1;
     } else {
         state.code_buffer[state.code_length - state.code_bytes_missing] = byte;
