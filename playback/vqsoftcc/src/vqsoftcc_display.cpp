@@ -19,7 +19,7 @@ int vqsoftcc_internal_window_style_cmp(const WindowStyle *a, const WindowStyle *
 
 namespace {
 
-inline bool same_pen(const PenStyle *a, const PenStyle *b)
+VQSOFTCC_INLINE bool same_pen(const PenStyle *a, const PenStyle *b)
 {
     return a->pen_size == b->pen_size && a->font_style == b->font_style &&
            a->fg_color == b->fg_color && a->fg_opacity == b->fg_opacity &&
@@ -193,7 +193,7 @@ template <bool kVertical> TextSegment *split_off_head(TextSegment *e, int count,
 
 /* Whether b continues a on its line and may join it.  The cheap tests come
  * first: most neighbours fail on their place, not on their pen. */
-template <bool kVertical> bool can_join(const TextSegment *a, const TextSegment *b)
+template <bool kVertical> VQSOFTCC_INLINE bool can_join(const TextSegment *a, const TextSegment *b)
 {
     return a->no_merge == 0 && b->no_merge == 0 && a->caption_mode == b->caption_mode &&
            run_line<kVertical>(a) == run_line<kVertical>(b) &&
@@ -236,7 +236,7 @@ template <bool kVertical> TextSegment *join_if_possible(TextSegment *a, TextSegm
  * s's end is split or loses its head.  Answers false, with the list
  * unchanged, when a split finds no memory. */
 template <bool kVertical>
-bool cut_covered_runs(CaptionWindow *window, TextSegment *s, TextSegment *&previous,
+VQSOFTCC_NOINLINE bool cut_covered_runs(CaptionWindow *window, TextSegment *s, TextSegment *&previous,
                       TextSegment *&e, bool right)
 {
     int line = run_line<kVertical>(s);

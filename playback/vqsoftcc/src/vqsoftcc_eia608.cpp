@@ -1041,11 +1041,14 @@ void forward_xds(SoftCCContext *context)
 
 /* The null pair 80 80 fills most frames of a stream.  On a caption service
  * outside XDS it only selects the window and clears the repeat filter. */
-bool is_plain_null_pair(const SoftCCContext *context)
+bool is_null_pair(uint8_t b1, uint8_t b2)
 {
-    const Eia608State &state = state_of(context);
-    return state.first_byte == 0x80 && state.second_byte == 0x80 && context->service < 4 &&
-           !state.xds_active;
+    return b1 == 0x80 && b2 == 0x80;
+}
+
+bool null_pair_is_plain(const SoftCCContext *context)
+{
+    return context->service < 4 && !state_of(context).xds_active;
 }
 
 void process_null_pair(SoftCCContext *context)
@@ -1058,13 +1061,10 @@ void process_null_pair(SoftCCContext *context)
         state.last_control_code = 0;
 }
 
-void process_pair(SoftCCContext *context)
+/* Out of line, so that the byte loop around the null pairs saves no registers. */
+VQSOFTCC_NOINLINE void process_pair(SoftCCContext *context)
 {
     Eia608State &state = state_of(context);
-    if (is_plain_null_pair(context)) {
-        process_null_pair(context);
-        return;
-    }
     if (!has_odd_parity(state.first_byte) || !has_odd_parity(state.second_byte)) {
         display_reset(context);
         return;
@@ -1086,18 +1086,9 @@ void process_pair(SoftCCContext *context)
         forward_xds(context);
 }
 
-} // namespace
-
-/* Byte input: pairs may be split across calls; failures are reported, never returned. */
-SoftCCStatus vqsoftcc_internal_decode_eia608(SoftCCContext *context, const uint8_t *data,
-                                             uint32_t length)
+/* Pairs the bytes, which may split a pair across calls. */
+VQSOFTCC_NOINLINE void take_bytes(SoftCCContext *context, const uint8_t *data, uint32_t length)
 {
-    if (context == nullptr)
-        return SOFTCC_ERR_NULL_POINTER;
-    if (length == 0)
-        return SOFTCC_OK;
-    if (data == nullptr)
-        return SOFTCC_ERR_NULL_POINTER;
     Eia608State &state = state_of(context);
     for (uint32_t i = 0; i < length; ++i) {
         if (!state.have_first_byte) {
@@ -1107,7 +1098,30 @@ SoftCCStatus vqsoftcc_internal_decode_eia608(SoftCCContext *context, const uint8
         }
         state.second_byte = data[i];
         state.have_first_byte = 0;
-        process_pair(context);
+        if (is_null_pair(state.first_byte, state.second_byte) && null_pair_is_plain(context))
+            process_null_pair(context);
+        else
+            process_pair(context);
     }
+}
+
+} // namespace
+
+/* Byte input: failures are reported, never returned. */
+SoftCCStatus vqsoftcc_internal_decode_eia608(SoftCCContext *context, const uint8_t *data,
+                                             uint32_t length)
+{
+    if (context == nullptr)
+        return SOFTCC_ERR_NULL_POINTER;
+    if (length == 0)
+        return SOFTCC_OK;
+    if (data == nullptr)
+        return SOFTCC_ERR_NULL_POINTER;
+    /* A frame that brings just the null pair, the commonest call of all. */
+    if (length == 2 && !state_of(context).have_first_byte && is_null_pair(data[0], data[1]) &&
+        null_pair_is_plain(context))
+        process_null_pair(context);
+    else
+        take_bytes(context, data, length);
     return SOFTCC_OK;
 }
