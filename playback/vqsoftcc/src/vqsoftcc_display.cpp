@@ -322,11 +322,14 @@ SoftCCStatus insert_run(CaptionWindow *window, TextSegment *s)
 }
 
 /* The first character of a window, or the first after a failed
- * allocation, needs a run to go into. */
-VQSOFTCC_RARE TextSegment *allocate_current_segment(CaptionWindow *window)
+ * allocation, needs a run to go into.  Out of line, so that typing into an
+ * existing run calls nothing. */
+VQSOFTCC_RARE SoftCCStatus add_char_to_new_segment(CaptionWindow *window, uint16_t ch)
 {
     window->current_segment = vqsoftcc_internal_new_segment();
-    return window->current_segment;
+    if (window->current_segment == nullptr)
+        return SOFTCC_ERR_NO_MEMORY;
+    return vqsoftcc_internal_add_char_to_current_segment(window, ch);
 }
 
 } // namespace
@@ -342,8 +345,8 @@ TextSegment *vqsoftcc_internal_new_segment(void)
 SoftCCStatus vqsoftcc_internal_add_char_to_current_segment(CaptionWindow *window, uint16_t ch)
 {
     TextSegment *s = window->current_segment;
-    if (s == nullptr && (s = allocate_current_segment(window)) == nullptr)
-        return SOFTCC_ERR_NO_MEMORY;
+    if (s == nullptr)
+        return add_char_to_new_segment(window, ch);
     if ((int)window->row_count <= window->cursor_row)
         window->cursor_row = (int16_t)(window->row_count - 1);
     if ((int)window->column_count <= window->cursor_column)

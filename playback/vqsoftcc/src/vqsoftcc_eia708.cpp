@@ -287,13 +287,11 @@ SoftCCStatus refresh_one_window(SoftCCContext *context, CaptionWindow *window, u
     return status;
 }
 
-/* Closes the current window's pending run and shows it if the window is
- * visible. */
-SoftCCStatus flush_current_segment_eia708(SoftCCContext *context)
+/* Closes the window's pending run and shows it if the window is visible. */
+SoftCCStatus flush_window(SoftCCContext *context, CaptionWindow *window)
 {
-    CaptionWindow *window = vqsoftcc_internal_current_window(context);
-    if (window == nullptr || window->current_segment == nullptr ||
-        window->current_segment->length == 0)
+    const TextSegment *pending = window->current_segment;
+    if (pending == nullptr || pending->length == 0)
         return SOFTCC_OK;
     SoftCCStatus status = vqsoftcc_internal_terminate_current_segment(context);
     if (status != SOFTCC_OK)
@@ -303,10 +301,17 @@ SoftCCStatus flush_current_segment_eia708(SoftCCContext *context)
     return refresh_one_window(context, window, kFlushRefreshLine);
 }
 
+SoftCCStatus flush_current_segment_eia708(SoftCCContext *context)
+{
+    CaptionWindow *window = vqsoftcc_internal_current_window(context);
+    return window == nullptr ? SOFTCC_OK : flush_window(context, window);
+}
+
 /* A left-justified window shows every character at once; the others wait
  * for the next control code, since their line is laid out only when whole.
- * Character failures never reach the caller. */
-SoftCCStatus add_character(SoftCCContext *context, uint16_t code_point)
+ * Character failures never reach the caller.  Out of line: characters are
+ * most codes, and the interpreter's other paths need many registers. */
+VQSOFTCC_NOINLINE SoftCCStatus add_character(SoftCCContext *context, uint16_t code_point)
 {
     CaptionWindow *window = vqsoftcc_internal_current_window(context);
     if (window == nullptr)
@@ -314,7 +319,7 @@ SoftCCStatus add_character(SoftCCContext *context, uint16_t code_point)
     if (vqsoftcc_internal_add_char_to_current_segment(window, code_point) != SOFTCC_OK)
         return SOFTCC_OK;
     if (window->style.justify == 0)
-        (void)flush_current_segment_eia708(context);
+        (void)flush_window(context, window);
     return SOFTCC_OK;
 }
 
@@ -701,11 +706,13 @@ constexpr NextLine kNextLineByScrollDirection[4] = {
 
 /* ---- Interpreter entry points -------------------------------------------------------- */
 
-SoftCCStatus interpret_code_eia708(SoftCCContext *context, const uint8_t *code, uint32_t length)
+namespace {
+
+/* Everything but G0 and G1 characters. */
+VQSOFTCC_NOINLINE SoftCCStatus interpret_other_code(SoftCCContext *context, const uint8_t *code,
+                                                    uint32_t length)
 {
     uint8_t first = code[0];
-    if (length == 1 && is_graphic(first))
-        return add_character(context, g0_g1_code_point(first));
     if (length == 2 && first == kExt1 && is_graphic(code[1]))
         return add_character(context, g2_g3_code_point(code[1]));
     if (length == 3 && first == kP16)
@@ -721,6 +728,16 @@ SoftCCStatus interpret_code_eia708(SoftCCContext *context, const uint8_t *code, 
     if (first >= 0x80 && first <= 0x9F)
         return run_c1_command(context, code);
     return SOFTCC_OK;
+}
+
+} // namespace
+
+SoftCCStatus interpret_code_eia708(SoftCCContext *context, const uint8_t *code, uint32_t length)
+{
+    uint8_t first = code[0];
+    if (length == 1 && is_graphic(first))
+        return add_character(context, g0_g1_code_point(first));
+    return interpret_other_code(context, code, length);
 }
 
 /* CR: the cursor goes to the start of the next line; on the last line the
