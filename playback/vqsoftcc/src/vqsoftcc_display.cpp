@@ -236,7 +236,7 @@ template <bool kVertical> TextSegment *join_if_possible(TextSegment *a, TextSegm
  * s's end is split or loses its head.  Answers false, with the list
  * unchanged, when a split finds no memory. */
 template <bool kVertical>
-VQSOFTCC_NOINLINE bool cut_covered_runs(CaptionWindow *window, TextSegment *s, TextSegment *&previous,
+bool cut_covered_runs(CaptionWindow *window, TextSegment *s, TextSegment *&previous,
                       TextSegment *&e, bool right)
 {
     int line = run_line<kVertical>(s);
@@ -279,6 +279,29 @@ VQSOFTCC_NOINLINE bool cut_covered_runs(CaptionWindow *window, TextSegment *s, T
     return true;
 }
 
+/* Joins s with the run before it and the result with the run after it. */
+template <bool kVertical>
+VQSOFTCC_INLINE void join_neighbours(TextSegment *previous, TextSegment *s, TextSegment *next, bool right)
+{
+    TextSegment *left = s;
+    if (previous != nullptr && can_join<kVertical>(previous, s))
+        left = join(previous, s, right);
+    if (next != nullptr && can_join<kVertical>(left, next))
+        join(left, next, right);
+}
+
+/* s covers runs of its line: they are cut first, then s goes in. */
+template <bool kVertical>
+VQSOFTCC_NOINLINE SoftCCStatus insert_over_runs(CaptionWindow *window, TextSegment *s,
+                                                TextSegment *previous, TextSegment *e, bool right)
+{
+    if (!cut_covered_runs<kVertical>(window, s, previous, e, right))
+        return SOFTCC_ERR_NO_MEMORY;
+    link_after(window, previous, s, e);
+    join_neighbours<kVertical>(previous, s, e, right);
+    return SOFTCC_OK;
+}
+
 template <bool kVertical> SoftCCStatus insert_along(CaptionWindow *window, TextSegment *s, bool right)
 {
     int line = run_line<kVertical>(s);
@@ -301,15 +324,10 @@ template <bool kVertical> SoftCCStatus insert_along(CaptionWindow *window, TextS
     }
     bool untouched = e == nullptr || run_line<kVertical>(e) > line ||
                      start + s->length <= run_position<kVertical>(e);
-    if (!untouched && !cut_covered_runs<kVertical>(window, s, previous, e, right))
-        return SOFTCC_ERR_NO_MEMORY;
+    if (!untouched)
+        return insert_over_runs<kVertical>(window, s, previous, e, right);
     link_after(window, previous, s, e);
-
-    TextSegment *left = s;
-    if (previous != nullptr && can_join<kVertical>(previous, s))
-        left = join(previous, s, right);
-    if (e != nullptr && can_join<kVertical>(left, e))
-        join(left, e, right);
+    join_neighbours<kVertical>(previous, s, e, right);
     return SOFTCC_OK;
 }
 
