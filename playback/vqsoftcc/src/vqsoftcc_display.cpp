@@ -203,7 +203,7 @@ template <bool kVertical> VQSOFTCC_INLINE bool can_join(const TextSegment *a, co
 
 /* b's characters go behind a's; b leaves the list and is released.  The two
  * runs are distinct blocks, so a plain forward copy does. */
-TextSegment *join(TextSegment *a, TextSegment *b, bool right)
+VQSOFTCC_INLINE TextSegment *join(TextSegment *a, TextSegment *b, bool right)
 {
     int total = a->length + b->length;
     uint16_t *to;
