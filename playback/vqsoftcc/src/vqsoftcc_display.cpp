@@ -302,7 +302,8 @@ VQSOFTCC_NOINLINE SoftCCStatus insert_over_runs(CaptionWindow *window, TextSegme
     return SOFTCC_OK;
 }
 
-template <bool kVertical> SoftCCStatus insert_along(CaptionWindow *window, TextSegment *s, bool right)
+template <bool kVertical>
+VQSOFTCC_INLINE SoftCCStatus insert_along(CaptionWindow *window, TextSegment *s, bool right)
 {
     int line = run_line<kVertical>(s);
     int start = run_position<kVertical>(s);
