@@ -17,9 +17,7 @@ int vqsoftcc_internal_window_style_cmp(const WindowStyle *a, const WindowStyle *
            a->border_color == b->border_color;
 }
 
-namespace {
-
-VQSOFTCC_INLINE bool same_pen(const PenStyle *a, const PenStyle *b)
+int vqsoftcc_internal_pen_style_cmp(const PenStyle *a, const PenStyle *b)
 {
     return a->pen_size == b->pen_size && a->font_style == b->font_style &&
            a->fg_color == b->fg_color && a->fg_opacity == b->fg_opacity &&
@@ -28,12 +26,31 @@ VQSOFTCC_INLINE bool same_pen(const PenStyle *a, const PenStyle *b)
            a->attributes == b->attributes && a->pen_offset == b->pen_offset;
 }
 
-} // namespace
+namespace {
 
-int vqsoftcc_internal_pen_style_cmp(const PenStyle *a, const PenStyle *b)
+/* The pens of two runs, compared as bytes.  A run's pen has zero padding: the
+ * run is zero-filled when allocated and its pen is written field by field
+ * (vqsoftcc_internal_apply_pen_style) or copied whole from another run, so
+ * equal fields mean equal bytes. */
+VQSOFTCC_INLINE bool same_run_pen(const PenStyle *a, const PenStyle *b)
 {
-    return same_pen(a, b);
+    static_assert(sizeof(PenStyle) == 36, "five words cover a pen");
+    const uint8_t *x = reinterpret_cast<const uint8_t *>(a);
+    const uint8_t *y = reinterpret_cast<const uint8_t *>(b);
+    uint64_t differ = 0;
+    for (int offset = 0; offset < 32; offset += 8) {
+        uint64_t u, v;
+        __builtin_memcpy(&u, x + offset, 8);
+        __builtin_memcpy(&v, y + offset, 8);
+        differ |= u ^ v;
+    }
+    uint32_t u, v;
+    __builtin_memcpy(&u, x + 32, 4);
+    __builtin_memcpy(&v, y + 32, 4);
+    return (differ | (u ^ v)) == 0;
 }
+
+} // namespace
 
 /* Field by field: the padding of the run's pen stays as it was. */
 void vqsoftcc_internal_apply_pen_style(TextSegment *segment, const PenStyle *pen)
@@ -198,7 +215,7 @@ template <bool kVertical> VQSOFTCC_INLINE bool can_join(const TextSegment *a, co
     return a->no_merge == 0 && b->no_merge == 0 && a->caption_mode == b->caption_mode &&
            run_line<kVertical>(a) == run_line<kVertical>(b) &&
            run_position<kVertical>(b) == run_position<kVertical>(a) + a->length &&
-           a->length + b->length <= SOFTCC_SEGMENT_CHARS && same_pen(&a->pen, &b->pen);
+           a->length + b->length <= SOFTCC_SEGMENT_CHARS && same_run_pen(&a->pen, &b->pen);
 }
 
 /* b's characters go behind a's; b leaves the list and is released.  The two
