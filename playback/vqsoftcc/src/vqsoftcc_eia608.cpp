@@ -1117,11 +1117,17 @@ SoftCCStatus vqsoftcc_internal_decode_eia608(SoftCCContext *context, const uint8
         return SOFTCC_OK;
     if (data == nullptr)
         return SOFTCC_ERR_NULL_POINTER;
-    /* A frame that brings just the null pair, the commonest call of all. */
-    if (length == 2 && !state_of(context).have_first_byte && is_null_pair(data[0], data[1]) &&
-        null_pair_is_plain(context))
+    Eia608State &state = state_of(context);
+    if (length != 2 || state.have_first_byte) {
+        take_bytes(context, data, length);
+        return SOFTCC_OK;
+    }
+    /* One pair a frame, as hosts feed them; most frames bring the null pair. */
+    state.first_byte = data[0];
+    state.second_byte = data[1];
+    if (is_null_pair(data[0], data[1]) && null_pair_is_plain(context))
         process_null_pair(context);
     else
-        take_bytes(context, data, length);
+        process_pair(context);
     return SOFTCC_OK;
 }
