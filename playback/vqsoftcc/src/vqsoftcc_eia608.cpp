@@ -1123,11 +1123,12 @@ SoftCCStatus vqsoftcc_internal_decode_eia608(SoftCCContext *context, const uint8
         return SOFTCC_OK;
     }
     /* One pair a frame, as hosts feed them; most frames bring the null pair. */
+    if (is_null_pair(data[0], data[1]) && null_pair_is_plain(context)) {
+        process_null_pair(context);
+        return SOFTCC_OK;
+    }
     state.first_byte = data[0];
     state.second_byte = data[1];
-    if (is_null_pair(data[0], data[1]) && null_pair_is_plain(context))
-        process_null_pair(context);
-    else
-        process_pair(context);
+    process_pair(context);
     return SOFTCC_OK;
 }
