@@ -349,7 +349,7 @@ VQSOFTCC_INLINE SoftCCStatus insert_along(CaptionWindow *window, TextSegment *s,
     return SOFTCC_OK;
 }
 
-SoftCCStatus insert_run(CaptionWindow *window, TextSegment *s)
+VQSOFTCC_INLINE SoftCCStatus insert_run(CaptionWindow *window, TextSegment *s)
 {
     bool right = is_right_aligned(window->style.print_direction);
     if (has_vertical_lines(window->style.scroll_direction))
