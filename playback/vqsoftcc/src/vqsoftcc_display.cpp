@@ -357,6 +357,18 @@ VQSOFTCC_INLINE SoftCCStatus insert_run(CaptionWindow *window, TextSegment *s)
     return insert_along<false>(window, s, right);
 }
 
+/* A character at index i of a run that grows to the right; outside the
+ * buffer it is dropped. */
+VQSOFTCC_INLINE void place_left_aligned(TextSegment *s, int i, uint16_t ch)
+{
+    if (i < 0 || i > 51)
+        return;
+    s->chars[i] = ch;
+    s->text = s->chars;
+    if (i >= s->length)
+        s->length = (uint8_t)(i + 1);
+}
+
 /* The first character of a window, or the first after a failed
  * allocation, needs a run to go into.  Out of line, so that typing into an
  * existing run calls nothing. */
@@ -395,6 +407,11 @@ SoftCCStatus vqsoftcc_internal_add_char_to_current_segment(CaptionWindow *window
         s->text = nullptr;
     }
     uint32_t direction = window->style.print_direction;
+    if (direction == 0) { /* left to right, as nearly all text is typed */
+        place_left_aligned(s, window->cursor_column - s->column, ch);
+        ++window->cursor_column;
+        return SOFTCC_OK;
+    }
     bool along_rows = direction == 2 || direction == 3;
     int p = along_rows ? window->cursor_row : window->cursor_column;
     int start = along_rows ? s->row : s->column;
@@ -413,13 +430,7 @@ SoftCCStatus vqsoftcc_internal_add_char_to_current_segment(CaptionWindow *window
             }
         }
     } else {
-        int i = p - start;
-        if (i >= 0 && i <= 51) {
-            s->chars[i] = ch;
-            s->text = s->chars;
-            if (i >= s->length)
-                s->length = (uint8_t)(i + 1);
-        }
+        place_left_aligned(s, p - start, ch);
     }
     switch (direction) {
     case 1:
