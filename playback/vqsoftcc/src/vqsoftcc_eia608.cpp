@@ -1041,9 +1041,11 @@ void forward_xds(SoftCCContext *context)
 
 /* The null pair 80 80 fills most frames of a stream.  On a caption service
  * outside XDS it only selects the window and clears the repeat filter. */
-bool is_null_pair(uint8_t b1, uint8_t b2)
+bool is_null_pair(const uint8_t *pair)
 {
-    return b1 == 0x80 && b2 == 0x80;
+    uint16_t both;
+    __builtin_memcpy(&both, pair, 2);
+    return both == 0x8080; /* the same in either byte order */
 }
 
 bool null_pair_is_plain(const SoftCCContext *context)
@@ -1098,7 +1100,7 @@ VQSOFTCC_NOINLINE void take_bytes(SoftCCContext *context, const uint8_t *data, u
         }
         state.second_byte = data[i];
         state.have_first_byte = 0;
-        if (is_null_pair(state.first_byte, state.second_byte) && null_pair_is_plain(context))
+        if (is_null_pair(&state.first_byte) && null_pair_is_plain(context))
             process_null_pair(context);
         else
             process_pair(context);
@@ -1123,7 +1125,7 @@ SoftCCStatus vqsoftcc_internal_decode_eia608(SoftCCContext *context, const uint8
         return SOFTCC_OK;
     }
     /* One pair a frame, as hosts feed them; most frames bring the null pair. */
-    if (is_null_pair(data[0], data[1]) && null_pair_is_plain(context)) {
+    if (is_null_pair(data) && null_pair_is_plain(context)) {
         process_null_pair(context);
         return SOFTCC_OK;
     }
