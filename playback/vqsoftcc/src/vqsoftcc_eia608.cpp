@@ -1063,16 +1063,17 @@ void process_null_pair(SoftCCContext *context)
         state.last_control_code = 0;
 }
 
-/* Out of line, so that the byte loop around the null pairs saves no registers. */
-VQSOFTCC_NOINLINE void process_pair(SoftCCContext *context)
+/* Out of line, so that the byte input around the null pairs saves no
+ * registers.  Failures are reported, never returned: the result is SOFTCC_OK. */
+VQSOFTCC_NOINLINE SoftCCStatus process_pair(SoftCCContext *context)
 {
     Eia608State &state = state_of(context);
     if (!has_odd_parity(state.first_byte) || !has_odd_parity(state.second_byte)) {
         display_reset(context);
-        return;
+        return SOFTCC_OK;
     }
     if (context->service == kNoService)
-        return;
+        return SOFTCC_OK;
     state.first_byte &= 0x7F;
     state.second_byte &= 0x7F;
     bool xds_data = track_modes(context);
@@ -1086,10 +1087,11 @@ VQSOFTCC_NOINLINE void process_pair(SoftCCContext *context)
         text_path(context);
     else if (service == kXdsService && xds_data)
         forward_xds(context);
+    return SOFTCC_OK;
 }
 
 /* Pairs the bytes, which may split a pair across calls. */
-VQSOFTCC_NOINLINE void take_bytes(SoftCCContext *context, const uint8_t *data, uint32_t length)
+VQSOFTCC_NOINLINE SoftCCStatus take_bytes(SoftCCContext *context, const uint8_t *data, uint32_t length)
 {
     Eia608State &state = state_of(context);
     for (uint32_t i = 0; i < length; ++i) {
@@ -1105,6 +1107,7 @@ VQSOFTCC_NOINLINE void take_bytes(SoftCCContext *context, const uint8_t *data, u
         else
             process_pair(context);
     }
+    return SOFTCC_OK;
 }
 
 } // namespace
@@ -1120,10 +1123,8 @@ SoftCCStatus vqsoftcc_internal_decode_eia608(SoftCCContext *context, const uint8
     if (data == nullptr)
         return SOFTCC_ERR_NULL_POINTER;
     Eia608State &state = state_of(context);
-    if (length != 2 || state.have_first_byte) {
-        take_bytes(context, data, length);
-        return SOFTCC_OK;
-    }
+    if (length != 2 || state.have_first_byte)
+        return take_bytes(context, data, length);
     /* One pair a frame, as hosts feed them; most frames bring the null pair. */
     if (is_null_pair(data) && null_pair_is_plain(context)) {
         process_null_pair(context);
@@ -1131,6 +1132,5 @@ SoftCCStatus vqsoftcc_internal_decode_eia608(SoftCCContext *context, const uint8
     }
     state.first_byte = data[0];
     state.second_byte = data[1];
-    process_pair(context);
-    return SOFTCC_OK;
+    return process_pair(context);
 }
