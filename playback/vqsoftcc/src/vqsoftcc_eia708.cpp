@@ -288,7 +288,7 @@ SoftCCStatus refresh_one_window(SoftCCContext *context, CaptionWindow *window, u
 }
 
 /* Closes the window's pending run and shows it if the window is visible. */
-SoftCCStatus flush_window(SoftCCContext *context, CaptionWindow *window)
+VQSOFTCC_INLINE SoftCCStatus flush_window(SoftCCContext *context, CaptionWindow *window)
 {
     const TextSegment *pending = window->current_segment;
     if (pending == nullptr || pending->length == 0)
