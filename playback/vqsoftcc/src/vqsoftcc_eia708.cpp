@@ -144,8 +144,8 @@ void cancel_delay(SoftCCContext *context)
         (void)end_delay(context);
 }
 
-void interpret_and_report(SoftCCContext *context, const uint8_t *code, uint32_t length,
-                          uint32_t line)
+VQSOFTCC_INLINE void interpret_and_report(SoftCCContext *context, const uint8_t *code,
+                                          uint32_t length, uint32_t line)
 {
     SoftCCStatus status = interpret_code_eia708(context, code, length);
     if (status != SOFTCC_OK)
