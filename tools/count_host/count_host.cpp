@@ -55,12 +55,13 @@ SoftCCStatus on_cancel_alarm(void *user)
     return SOFTCC_OK;
 }
 
-// What the instruction count covers: open, every decode call, close.
-__attribute__((noinline)) size_t decode_stream(const softcc::Stream &stream, softcc::Channel channel,
-                                               uint32_t format, uint32_t service, int repeat)
+// Open, every decode call, close.
+size_t decode_stream(const softcc::Stream &stream, softcc::Channel channel, uint32_t format,
+                     uint32_t service, int repeat)
 {
     Alarm alarm;
-    SoftCCOpenProfile profile = {format, service, &alarm, on_window, on_window, on_window, on_window,
+    SoftCCOpenProfile profile = {format, service, &alarm,
+                                 on_window, on_window, on_window, on_window, // define .. delete
                                  on_set_alarm, on_cancel_alarm, on_data, on_data};
     SoftCCContext *context = nullptr;
     if (VQSoftCCOpen(&profile, &context) != SOFTCC_OK)
@@ -121,7 +122,8 @@ int main(int argc, char **argv)
         softcc::read_raw_608(std::vector<uint8_t>(data.begin(), data.end()), stream);
     else if (ext == "708")
         softcc::read_raw_708(std::vector<uint8_t>(data.begin(), data.end()), stream);
-    else if (!(ext == "scc" ? softcc::read_scc(data, stream, error) : softcc::read_mcc(data, stream, error)))
+    else if (ext == "scc" ? !softcc::read_scc(data, stream, error)
+                          : !softcc::read_mcc(data, stream, error))
         return fail(path + ": " + error);
     bool is708 = service > 0 || ext == "708" || (stream.has_708 && !stream.has_608);
     softcc::Channel channel = is708 ? softcc::Channel::Dtvcc : softcc::Channel::Field1;

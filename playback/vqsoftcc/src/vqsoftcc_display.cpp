@@ -298,7 +298,8 @@ bool cut_covered_runs(CaptionWindow *window, TextSegment *s, TextSegment *&previ
 
 /* Joins s with the run before it and the result with the run after it. */
 template <bool kVertical>
-VQSOFTCC_INLINE void join_neighbours(TextSegment *previous, TextSegment *s, TextSegment *next, bool right)
+VQSOFTCC_INLINE void join_neighbours(TextSegment *previous, TextSegment *s, TextSegment *next,
+                                     bool right)
 {
     TextSegment *left = s;
     if (previous != nullptr && can_join<kVertical>(previous, s))

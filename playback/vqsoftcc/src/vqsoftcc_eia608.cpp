@@ -1091,7 +1091,8 @@ VQSOFTCC_NOINLINE SoftCCStatus process_pair(SoftCCContext *context)
 }
 
 /* Pairs the bytes, which may split a pair across calls. */
-VQSOFTCC_NOINLINE SoftCCStatus take_bytes(SoftCCContext *context, const uint8_t *data, uint32_t length)
+VQSOFTCC_NOINLINE SoftCCStatus take_bytes(SoftCCContext *context, const uint8_t *data,
+                                          uint32_t length)
 {
     Eia608State &state = state_of(context);
     for (uint32_t i = 0; i < length; ++i) {

@@ -23,7 +23,8 @@ protected:
         for (const test_host::Event &e : host.events) {
             out += e.name;
             for (const test_host::WindowView &w : e.windows)
-                out += " #" + std::to_string(w.record.id) + "[" + test_host::describe(w.segments) + "]";
+                out += " #" + std::to_string(w.record.id) + "[" +
+                       test_host::describe(w.segments) + "]";
             for (uint8_t b : e.bytes)
                 out += " " + std::to_string(b);
             out += "; ";
@@ -38,7 +39,8 @@ TEST_F(PairShortcutTest, EveryByteOfEvenParityClearsTheScreenInEitherHalf)
 {
     open(0); // no caption mode yet: pairs of odd parity are dropped unseen
     for (int v = 0; v < 256; ++v) {
-        for (Bytes pair : {Bytes{static_cast<uint8_t>(v), 0x80}, Bytes{0x80, static_cast<uint8_t>(v)}}) {
+        const uint8_t byte = static_cast<uint8_t>(v);
+        for (const Bytes &pair : {Bytes{byte, 0x80}, Bytes{0x80, byte}}) {
             host.clear();
             decode(pair);
             EXPECT_EQ(host.names().size(), __builtin_parity(v) ? 0u : 1u) << "byte " << v;
