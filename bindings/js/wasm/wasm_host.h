@@ -31,11 +31,11 @@ typedef struct VqjsHeapStats {
     uint32_t fail_countdown; /* non-zero: the allocation that brings it to 0 fails */
 } VqjsHeapStats;
 
-/* A cc_data input: the DTVCC packet being collected from cc_type 3 and 2
- * triplets. */
+/* A cc_data input: the DTVCC packet being put together from cc_type 3 and 2
+ * triplets (tools/softcc/cc_data_split.h). */
 typedef struct VqjsCcData {
-    uint32_t fill;
-    uint32_t size;                /* declared by the packet header: 2 to 128 bytes */
+    uint32_t missing;             /* bytes the open packet still lacks */
+    uint32_t fill;                /* bytes of it in `packet` */
     uint32_t packets_zero_filled; /* packets cut short and completed with zero bytes */
     uint8_t packet[128];
 } VqjsCcData;
