@@ -33,7 +33,7 @@ export async function runSoftCC(args, { stdin = 0, stdout = 1, stderr = 2 } = {}
       WebAssembly.instantiate(wasm, imports).then((instance) => receive(instance, wasm));
       return {};
     },
-    // The runtime's exit ends the run, never the process.
+    // main's return ends the run, never the process.
     quit(status, reason) {
       throw reason;
     },
@@ -45,7 +45,11 @@ export async function runSoftCC(args, { stdin = 0, stdout = 1, stderr = 2 } = {}
     streams[fd].nfd = to;
     streams[fd].tty = isatty(to);
   }
-  return program.callMain(args.map(String));
+  try {
+    return program.callMain(args.map(String));
+  } finally {
+    program._fflush(0); // what exit() does with the C library's buffers
+  }
 }
 
 function invokedAsProgram() {
