@@ -75,7 +75,7 @@ export class Decoder {
     this._closed = false;
     this._error = null; // the first exception of a callback during the current call
     this._onTimer = () => this._alarmTimerExpired();
-    this._built = new Array(8); // the last object of each window, whose runs the next may reuse
+    this._built = new Array(8); // what the last object of each window was built from (records.js WindowMemo)
     this._host = this._exports.vqjs_new_host();
     if (this._host === 0) throw new SoftCCError('VQMalloc', STATUS.SOFTCC_ERR_NO_MEMORY);
     this._buffer = 0;
