@@ -28,29 +28,46 @@ int vqsoftcc_internal_pen_style_cmp(const PenStyle *a, const PenStyle *b)
 
 namespace {
 
-template <typename T> void copy_if_different(T &to, T from)
+/* The pens of two runs, compared as bytes.  A run's pen has zero padding: the
+ * run is zero-filled when allocated and its pen is written field by field
+ * (vqsoftcc_internal_apply_pen_style) or copied whole from another run, so
+ * equal fields mean equal bytes. */
+VQSOFTCC_INLINE bool same_run_pen(const PenStyle *a, const PenStyle *b)
 {
-    if (to != from)
-        to = from;
+    static_assert(sizeof(PenStyle) == 36, "five words cover a pen");
+    const uint8_t *x = reinterpret_cast<const uint8_t *>(a);
+    const uint8_t *y = reinterpret_cast<const uint8_t *>(b);
+    uint64_t differ = 0;
+    for (int offset = 0; offset < 32; offset += 8) {
+        uint64_t u, v;
+        __builtin_memcpy(&u, x + offset, 8);
+        __builtin_memcpy(&v, y + offset, 8);
+        differ |= u ^ v;
+    }
+    uint32_t u, v;
+    __builtin_memcpy(&u, x + 32, 4);
+    __builtin_memcpy(&v, y + 32, 4);
+    return (differ | (u ^ v)) == 0;
 }
 
 } // namespace
 
+/* Field by field: the padding of the run's pen stays as it was. */
 void vqsoftcc_internal_apply_pen_style(TextSegment *segment, const PenStyle *pen)
 {
     if (segment == nullptr || pen == nullptr)
         return;
     PenStyle &to = segment->pen;
-    copy_if_different(to.pen_size, pen->pen_size);
-    copy_if_different(to.font_style, pen->font_style);
-    copy_if_different(to.fg_color, pen->fg_color);
-    copy_if_different(to.fg_opacity, pen->fg_opacity);
-    copy_if_different(to.bg_color, pen->bg_color);
-    copy_if_different(to.bg_opacity, pen->bg_opacity);
-    copy_if_different(to.edge_type, pen->edge_type);
-    copy_if_different(to.edge_color, pen->edge_color);
-    copy_if_different(to.attributes, pen->attributes);
-    copy_if_different(to.pen_offset, pen->pen_offset);
+    to.pen_size = pen->pen_size;
+    to.font_style = pen->font_style;
+    to.fg_color = pen->fg_color;
+    to.fg_opacity = pen->fg_opacity;
+    to.bg_color = pen->bg_color;
+    to.bg_opacity = pen->bg_opacity;
+    to.edge_type = pen->edge_type;
+    to.edge_color = pen->edge_color;
+    to.attributes = pen->attributes;
+    to.pen_offset = pen->pen_offset;
 }
 
 void vqsoftcc_internal_clear_window(CaptionWindow *window)
@@ -98,19 +115,21 @@ bool has_vertical_lines(uint32_t scroll_direction)
     return scroll_direction == 0 || scroll_direction == 1;
 }
 
-int run_position(const TextSegment *s, bool vertical)
+/* Where a run lies: its line and its first position on that line.  The axis
+ * is a template parameter so that the list walks compile to plain loads. */
+template <bool kVertical> int run_line(const TextSegment *s)
 {
-    return vertical ? s->row : s->column;
+    return kVertical ? s->column : s->row;
 }
 
-int run_line(const TextSegment *s, bool vertical)
+template <bool kVertical> int run_position(const TextSegment *s)
 {
-    return vertical ? s->column : s->row;
+    return kVertical ? s->row : s->column;
 }
 
-void move_run_start(TextSegment *s, bool vertical, int position)
+template <bool kVertical> void move_run_start(TextSegment *s, int position)
 {
-    if (vertical)
+    if (kVertical)
         s->row = (int8_t)position;
     else
         s->column = (int8_t)position;
@@ -140,9 +159,9 @@ void keep_run_head(TextSegment *s, int count, bool right)
 }
 
 /* Drops the first count characters of a run, which then starts later. */
-void drop_run_head(TextSegment *s, int count, bool vertical, bool right)
+template <bool kVertical> void drop_run_head(TextSegment *s, int count, bool right)
 {
-    move_run_start(s, vertical, run_position(s, vertical) + count);
+    move_run_start<kVertical>(s, run_position<kVertical>(s) + count);
     s->length = (uint8_t)(s->length - count);
     if (right) {
         s->text += count;
@@ -171,7 +190,7 @@ void unlink_segment(CaptionWindow *window, TextSegment *s)
 }
 
 /* The part of E before s becomes a run of its own, placed before E. */
-TextSegment *split_off_head(TextSegment *e, int count, bool vertical, bool right)
+template <bool kVertical> TextSegment *split_off_head(TextSegment *e, int count, bool right)
 {
     TextSegment *head = vqsoftcc_internal_new_segment();
     if (head == nullptr)
@@ -185,8 +204,181 @@ TextSegment *split_off_head(TextSegment *e, int count, bool vertical, bool right
     head->length = (uint8_t)count;
     head->text = right ? &head->chars[SOFTCC_SEGMENT_CHARS - count] : head->chars;
     move_chars(head->text, e->text, count);
-    drop_run_head(e, count, vertical, right);
+    drop_run_head<kVertical>(e, count, right);
     return head;
+}
+
+/* Whether b continues a on its line and may join it.  The cheap tests come
+ * first: most neighbours fail on their place, not on their pen. */
+template <bool kVertical> VQSOFTCC_INLINE bool can_join(const TextSegment *a, const TextSegment *b)
+{
+    return a->no_merge == 0 && b->no_merge == 0 && a->caption_mode == b->caption_mode &&
+           run_line<kVertical>(a) == run_line<kVertical>(b) &&
+           run_position<kVertical>(b) == run_position<kVertical>(a) + a->length &&
+           a->length + b->length <= SOFTCC_SEGMENT_CHARS && same_run_pen(&a->pen, &b->pen);
+}
+
+/* b's characters go behind a's; b leaves the list and is released.  The two
+ * runs are distinct blocks, so a plain forward copy does. */
+VQSOFTCC_INLINE TextSegment *join(TextSegment *a, TextSegment *b, bool right)
+{
+    int total = a->length + b->length;
+    uint16_t *to;
+    if (right) {
+        to = &a->chars[SOFTCC_SEGMENT_CHARS - total];
+        move_chars(to, a->text, a->length);
+        a->text = to;
+        to = &a->chars[SOFTCC_SEGMENT_CHARS - b->length];
+    } else {
+        to = &a->chars[a->length];
+        a->text = a->chars;
+    }
+    const uint16_t *from = b->text;
+    for (int i = 0; i < b->length; ++i)
+        to[i] = from[i];
+    a->length = (uint8_t)total;
+    a->next = b->next;
+    VQFree(b);
+    return a;
+}
+
+template <bool kVertical> TextSegment *join_if_possible(TextSegment *a, TextSegment *b, bool right)
+{
+    if (a == nullptr || b == nullptr || !can_join<kVertical>(a, b))
+        return nullptr;
+    return join(a, b, right);
+}
+
+/* Runs ending inside s are removed or lose their tail; a run reaching past
+ * s's end is split or loses its head.  Answers false, with the list
+ * unchanged, when a split finds no memory. */
+template <bool kVertical>
+bool cut_covered_runs(CaptionWindow *window, TextSegment *s, TextSegment *&previous,
+                      TextSegment *&e, bool right)
+{
+    int line = run_line<kVertical>(s);
+    int start = run_position<kVertical>(s);
+    int end = start + s->length;
+    while (e != nullptr && run_line<kVertical>(e) == line &&
+           run_position<kVertical>(e) + e->length <= end) {
+        TextSegment *next = e->next;
+        int e_start = run_position<kVertical>(e);
+        if (e_start >= start) {
+            if (previous != nullptr)
+                previous->next = next;
+            else
+                window->segments = next;
+            VQFree(e);
+        } else {
+            /* In a sorted list E's tail runs into s. A window whose scroll
+             * axis changed under its text can hold a run that ends before s
+             * here: it keeps its length, since growing it would reach past
+             * its characters. */
+            int kept = start - e_start;
+            keep_run_head(e, kept < e->length ? kept : e->length, right);
+            previous = e;
+        }
+        e = next;
+    }
+    if (e == nullptr || run_line<kVertical>(e) != line)
+        return true;
+    int e_start = run_position<kVertical>(e);
+    if (e_start < start) {
+        TextSegment *head = split_off_head<kVertical>(e, start - e_start, right);
+        if (head == nullptr)
+            return false;
+        link_after(window, previous, head, e);
+        previous = head;
+        e_start = run_position<kVertical>(e);
+    }
+    if (e_start < end)
+        drop_run_head<kVertical>(e, end - e_start, right);
+    return true;
+}
+
+/* Joins s with the run before it and the result with the run after it. */
+template <bool kVertical>
+VQSOFTCC_INLINE void join_neighbours(TextSegment *previous, TextSegment *s, TextSegment *next,
+                                     bool right)
+{
+    TextSegment *left = s;
+    if (previous != nullptr && can_join<kVertical>(previous, s))
+        left = join(previous, s, right);
+    if (next != nullptr && can_join<kVertical>(left, next))
+        join(left, next, right);
+}
+
+/* s covers runs of its line: they are cut first, then s goes in. */
+template <bool kVertical>
+VQSOFTCC_NOINLINE SoftCCStatus insert_over_runs(CaptionWindow *window, TextSegment *s,
+                                                TextSegment *previous, TextSegment *e, bool right)
+{
+    if (!cut_covered_runs<kVertical>(window, s, previous, e, right))
+        return SOFTCC_ERR_NO_MEMORY;
+    link_after(window, previous, s, e);
+    join_neighbours<kVertical>(previous, s, e, right);
+    return SOFTCC_OK;
+}
+
+template <bool kVertical>
+VQSOFTCC_INLINE SoftCCStatus insert_along(CaptionWindow *window, TextSegment *s, bool right)
+{
+    int line = run_line<kVertical>(s);
+    int start = run_position<kVertical>(s);
+
+    /* Skip the runs before s: on earlier lines, or ending at or before its start. */
+    TextSegment *previous = nullptr;
+    TextSegment *e = window->segments;
+    while (e != nullptr) {
+        int e_line = run_line<kVertical>(e);
+        if (e_line > line)
+            break;
+        if (e_line == line) {
+            int e_start = run_position<kVertical>(e);
+            if (e_start >= start || e_start + e->length > start)
+                break;
+        }
+        previous = e;
+        e = e->next;
+    }
+    bool untouched = e == nullptr || run_line<kVertical>(e) > line ||
+                     start + s->length <= run_position<kVertical>(e);
+    if (!untouched)
+        return insert_over_runs<kVertical>(window, s, previous, e, right);
+    link_after(window, previous, s, e);
+    join_neighbours<kVertical>(previous, s, e, right);
+    return SOFTCC_OK;
+}
+
+VQSOFTCC_INLINE SoftCCStatus insert_run(CaptionWindow *window, TextSegment *s)
+{
+    bool right = is_right_aligned(window->style.print_direction);
+    if (has_vertical_lines(window->style.scroll_direction))
+        return insert_along<true>(window, s, right);
+    return insert_along<false>(window, s, right);
+}
+
+/* A character at index i of a run that grows to the right; outside the
+ * buffer it is dropped. */
+VQSOFTCC_INLINE void place_left_aligned(TextSegment *s, int i, uint16_t ch)
+{
+    if (i < 0 || i > 51)
+        return;
+    s->chars[i] = ch;
+    s->text = s->chars;
+    if (i >= s->length)
+        s->length = (uint8_t)(i + 1);
+}
+
+/* The first character of a window, or the first after a failed
+ * allocation, needs a run to go into.  Out of line, so that typing into an
+ * existing run calls nothing. */
+VQSOFTCC_RARE SoftCCStatus add_char_to_new_segment(CaptionWindow *window, uint16_t ch)
+{
+    window->current_segment = vqsoftcc_internal_new_segment();
+    if (window->current_segment == nullptr)
+        return SOFTCC_ERR_NO_MEMORY;
+    return vqsoftcc_internal_add_char_to_current_segment(window, ch);
 }
 
 } // namespace
@@ -201,12 +393,9 @@ TextSegment *vqsoftcc_internal_new_segment(void)
 
 SoftCCStatus vqsoftcc_internal_add_char_to_current_segment(CaptionWindow *window, uint16_t ch)
 {
-    if (window->current_segment == nullptr) {
-        window->current_segment = vqsoftcc_internal_new_segment();
-        if (window->current_segment == nullptr)
-            return SOFTCC_ERR_NO_MEMORY;
-    }
     TextSegment *s = window->current_segment;
+    if (s == nullptr)
+        return add_char_to_new_segment(window, ch);
     if ((int)window->row_count <= window->cursor_row)
         window->cursor_row = (int16_t)(window->row_count - 1);
     if ((int)window->column_count <= window->cursor_column)
@@ -219,6 +408,11 @@ SoftCCStatus vqsoftcc_internal_add_char_to_current_segment(CaptionWindow *window
         s->text = nullptr;
     }
     uint32_t direction = window->style.print_direction;
+    if (direction == 0) { /* left to right, as nearly all text is typed */
+        place_left_aligned(s, window->cursor_column - s->column, ch);
+        ++window->cursor_column;
+        return SOFTCC_OK;
+    }
     bool along_rows = direction == 2 || direction == 3;
     int p = along_rows ? window->cursor_row : window->cursor_column;
     int start = along_rows ? s->row : s->column;
@@ -229,18 +423,15 @@ SoftCCStatus vqsoftcc_internal_add_char_to_current_segment(CaptionWindow *window
             s->chars[i] = ch;
             if (i < SOFTCC_SEGMENT_CHARS - s->length) {
                 s->length = (uint8_t)(SOFTCC_SEGMENT_CHARS - i);
-                move_run_start(s, along_rows, p);
+                if (along_rows)
+                    s->row = (int8_t)p;
+                else
+                    s->column = (int8_t)p;
                 s->text = &s->chars[i];
             }
         }
     } else {
-        int i = p - start;
-        if (i >= 0 && i <= 51) {
-            s->chars[i] = ch;
-            s->text = s->chars;
-            if (i >= s->length)
-                s->length = (uint8_t)(i + 1);
-        }
+        place_left_aligned(s, p - start, ch);
     }
     switch (direction) {
     case 1:
@@ -270,10 +461,12 @@ SoftCCStatus vqsoftcc_internal_terminate_current_segment(SoftCCContext *context)
         return SOFTCC_OK;
     CaptionWindow *window = &context->windows[context->current_window];
     TextSegment *s = window->current_segment;
-    vqsoftcc_internal_apply_pen_style(s, &window->pen);
-    if (s == nullptr || s->in_use == 0)
+    if (s == nullptr)
         return SOFTCC_OK;
-    SoftCCStatus status = vqsoftcc_internal_insert_segment(window, s);
+    vqsoftcc_internal_apply_pen_style(s, &window->pen);
+    if (s->in_use == 0)
+        return SOFTCC_OK;
+    SoftCCStatus status = insert_run(window, s);
     if (status != SOFTCC_OK)
         return status;
     vqsoftcc_internal_debug_char_buffer(window);
@@ -285,101 +478,16 @@ SoftCCStatus vqsoftcc_internal_insert_segment(CaptionWindow *window, TextSegment
 {
     if (s == nullptr)
         return SOFTCC_ERR_NULL_POINTER;
-    bool vertical = has_vertical_lines(window->style.scroll_direction);
-    bool right = is_right_aligned(window->style.print_direction);
-    int line = run_line(s, vertical);
-    int start = run_position(s, vertical);
-    int end = start + s->length;
-
-    TextSegment *previous = nullptr;
-    TextSegment *e = window->segments;
-    while (e != nullptr) {
-        int e_line = run_line(e, vertical);
-        int e_start = run_position(e, vertical);
-        bool before = e_line < line ||
-                      (e_line == line && e_start < start && e_start + e->length <= start);
-        if (!before)
-            break;
-        previous = e;
-        e = e->next;
-    }
-    bool untouched = e == nullptr || run_line(e, vertical) > line ||
-                     end <= run_position(e, vertical);
-    if (!untouched) {
-        /* Runs ending inside s are removed or lose their tail. */
-        while (e != nullptr && run_line(e, vertical) == line &&
-               run_position(e, vertical) + e->length <= end) {
-            TextSegment *next = e->next;
-            int e_start = run_position(e, vertical);
-            if (e_start >= start) {
-                if (previous != nullptr)
-                    previous->next = next;
-                else
-                    window->segments = next;
-                VQFree(e);
-            } else {
-                /* In a sorted list E's tail runs into s. A window whose
-                 * scroll axis changed under its text can hold a run that
-                 * ends before s here: it keeps its length, since growing
-                 * it would reach past its characters. */
-                int kept = start - e_start;
-                keep_run_head(e, kept < e->length ? kept : e->length, right);
-                previous = e;
-            }
-            e = next;
-        }
-        if (e != nullptr && run_line(e, vertical) == line) {
-            int e_start = run_position(e, vertical);
-            if (e_start < start) {
-                TextSegment *head = split_off_head(e, start - e_start, vertical, right);
-                if (head == nullptr)
-                    return SOFTCC_ERR_NO_MEMORY;
-                link_after(window, previous, head, e);
-                previous = head;
-                e_start = run_position(e, vertical);
-            }
-            if (e_start < end)
-                drop_run_head(e, end - e_start, vertical, right);
-        }
-    }
-    link_after(window, previous, s, e);
-
-    TextSegment *next = s->next;
-    TextSegment *joined = nullptr;
-    if (previous != nullptr)
-        joined = vqsoftcc_internal_merge_segments(previous, s, window->style.print_direction,
-                                                  window->style.scroll_direction);
-    vqsoftcc_internal_merge_segments(joined != nullptr ? joined : s, next,
-                                     window->style.print_direction,
-                                     window->style.scroll_direction);
-    return SOFTCC_OK;
+    return insert_run(window, s);
 }
 
 TextSegment *vqsoftcc_internal_merge_segments(TextSegment *a, TextSegment *b,
                                               uint32_t print_direction, uint32_t scroll_direction)
 {
-    if (a == nullptr || b == nullptr)
-        return nullptr;
-    bool vertical = has_vertical_lines(scroll_direction);
-    int total = a->length + b->length;
-    if (!vqsoftcc_internal_pen_style_cmp(&a->pen, &b->pen) || a->caption_mode != b->caption_mode ||
-        a->no_merge != 0 || b->no_merge != 0 || total > SOFTCC_SEGMENT_CHARS ||
-        run_line(a, vertical) != run_line(b, vertical) ||
-        run_position(b, vertical) != run_position(a, vertical) + a->length)
-        return nullptr;
-    if (is_right_aligned(print_direction)) {
-        uint16_t *to = &a->chars[SOFTCC_SEGMENT_CHARS - total];
-        move_chars(to, a->text, a->length);
-        a->text = to;
-        move_chars(&a->chars[SOFTCC_SEGMENT_CHARS - b->length], b->text, b->length);
-    } else {
-        move_chars(&a->chars[a->length], b->text, b->length);
-        a->text = a->chars;
-    }
-    a->length = (uint8_t)total;
-    a->next = b->next;
-    VQFree(b);
-    return a;
+    bool right = is_right_aligned(print_direction);
+    if (has_vertical_lines(scroll_direction))
+        return join_if_possible<true>(a, b, right);
+    return join_if_possible<false>(a, b, right);
 }
 
 /* ---- Cursor editing and scrolling ----------------------------------------- */

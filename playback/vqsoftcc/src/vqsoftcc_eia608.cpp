@@ -91,6 +91,11 @@ Eia608State &state_of(SoftCCContext *context)
     return context->format_state.eia608;
 }
 
+const Eia608State &state_of(const SoftCCContext *context)
+{
+    return context->format_state.eia608;
+}
+
 CaptionWindow *displayed_window(SoftCCContext *context)
 {
     CaptionWindow *first = &context->windows[0];
@@ -316,21 +321,17 @@ struct BasicException {
     uint16_t ucs2;
 };
 
-const BasicException kBasicExceptions[] = {
+constexpr BasicException kBasicExceptions[] = {
     {0x2A, 0x00E1}, {0x5C, 0x00E9}, {0x5E, 0x00ED}, {0x5F, 0x00F3}, {0x60, 0x00FA},
     {0x7B, 0x00E7}, {0x7C, 0x00F7}, {0x7D, 0x00D1}, {0x7E, 0x00F1}, {0x7F, 0x25A0},
 };
 
-// Every pair is checked, padding included, so the bits are folded onto bit
-// 0 rather than counted one by one (and no compiler builtin, which could
-// call into a runtime library on some targets).
+/* The byte's bits folded into a nibble keep its parity; bit n of 0x6996 is
+ * the parity of n. */
 bool has_odd_parity(uint8_t byte)
 {
-    unsigned folded = byte;
-    folded ^= folded >> 4;
-    folded ^= folded >> 2;
-    folded ^= folded >> 1;
-    return (folded & 1u) != 0;
+    uint32_t nibble = (byte ^ (byte >> 4)) & 0x0Fu;
+    return ((0x6996u >> nibble) & 1u) != 0;
 }
 
 uint8_t channel_bit(uint8_t b1)
@@ -365,36 +366,43 @@ bool in_range(uint8_t value, uint8_t low, uint8_t high)
     return value >= low && value <= high;
 }
 
-bool is_basic_pair(uint8_t b1, uint8_t b2)
+/* What a pair carries once its parity bits are cleared. */
+enum PairClass : uint8_t { kControlPair, kBasicPair, kExtendedPair, kSpecialPair };
+
+PairClass classify_pair(uint8_t b1, uint8_t b2)
 {
     if (in_range(b1, 0x20, 0x7F))
-        return b2 == 0x00 || in_range(b2, 0x20, 0x7F);
-    return b1 == 0x00 && in_range(b2, 0x20, 0x7F);
-}
-
-bool is_extended_pair(uint8_t b1, uint8_t b2)
-{
+        return (b2 == 0x00 || in_range(b2, 0x20, 0x7F)) ? kBasicPair : kControlPair;
+    if (b1 == 0x00)
+        return in_range(b2, 0x20, 0x7F) ? kBasicPair : kControlPair;
     uint8_t base = b1 & 0xF7;
-    return (base == 0x12 || base == 0x13) && in_range(b2, 0x20, 0x3F);
+    if ((base == 0x12 || base == 0x13) && in_range(b2, 0x20, 0x3F))
+        return kExtendedPair;
+    if (base == 0x11 && in_range(b2, 0x30, 0x3F))
+        return kSpecialPair;
+    return kControlPair;
 }
 
-bool is_special_pair(uint8_t b1, uint8_t b2)
+/* Code points of the basic set 0x20-0x7F: the code itself but for the exceptions. */
+struct BasicCharacterTable {
+    uint16_t ucs2[0x60];
+};
+
+constexpr BasicCharacterTable basic_character_table()
 {
-    return (b1 & 0xF7) == 0x11 && in_range(b2, 0x30, 0x3F);
+    BasicCharacterTable table{};
+    for (int code = 0x20; code < 0x80; ++code)
+        table.ucs2[code - 0x20] = static_cast<uint16_t>(code);
+    for (const BasicException &exception : kBasicExceptions)
+        table.ucs2[exception.code - 0x20] = exception.ucs2;
+    return table;
 }
 
-bool is_character_pair(uint8_t b1, uint8_t b2)
-{
-    return is_basic_pair(b1, b2) || is_extended_pair(b1, b2) || is_special_pair(b1, b2);
-}
+constexpr BasicCharacterTable kBasicCharacters = basic_character_table();
 
 uint16_t basic_character(uint8_t code)
 {
-    for (const BasicException &exception : kBasicExceptions) {
-        if (exception.code == code)
-            return exception.ucs2;
-    }
-    return code;
+    return kBasicCharacters.ucs2[code - 0x20];
 }
 
 uint16_t extended_character(uint8_t b1, uint8_t b2)
@@ -452,24 +460,25 @@ SoftCCStatus emit_extended(SoftCCContext *context, CaptionWindow *window, uint8_
     return emit_character(context, window, extended_character(b1, b2));
 }
 
-SoftCCStatus emit_pair_characters(SoftCCContext *context, CaptionWindow *window, uint8_t b1,
-                                  uint8_t b2)
+SoftCCStatus emit_pair_characters(SoftCCContext *context, CaptionWindow *window, PairClass kind,
+                                  uint8_t b1, uint8_t b2)
 {
-    if (is_basic_pair(b1, b2))
-        return emit_basic_pair(context, window, b1, b2);
-    if (is_extended_pair(b1, b2))
-        return emit_extended(context, window, b1, b2);
-    return emit_character(context, window, SpecialEIA608_UCS2_LookupTable[b2 - 0x30u]);
+    switch (kind) {
+    case kBasicPair: return emit_basic_pair(context, window, b1, b2);
+    case kExtendedPair: return emit_extended(context, window, b1, b2);
+    default: return emit_character(context, window, SpecialEIA608_UCS2_LookupTable[b2 - 0x30u]);
+    }
 }
 
 /* Pop-on text goes into the hidden memory and reaches the host at the swap. */
-SoftCCStatus put_character_pair(SoftCCContext *context)
+SoftCCStatus put_character_pair(SoftCCContext *context, PairClass kind)
 {
     CaptionWindow *window = vqsoftcc_internal_current_window(context);
     if (window == nullptr)
         return SOFTCC_OK;
     const Eia608State &state = state_of(context);
-    SoftCCStatus status = emit_pair_characters(context, window, state.first_byte, state.second_byte);
+    SoftCCStatus status =
+        emit_pair_characters(context, window, kind, state.first_byte, state.second_byte);
     if (status != SOFTCC_OK)
         return status;
     refresh_if_visible(context, window);
@@ -896,8 +905,9 @@ void handle_pair(SoftCCContext *context, Path path)
     Eia608State &state = state_of(context);
     uint8_t b1 = state.first_byte;
     uint8_t b2 = state.second_byte;
-    if (is_character_pair(b1, b2)) {
-        (void)put_character_pair(context);
+    PairClass kind = classify_pair(b1, b2);
+    if (kind != kControlPair) {
+        (void)put_character_pair(context, kind);
         state.last_control_code = 0;
         return;
     }
@@ -1029,15 +1039,41 @@ void forward_xds(SoftCCContext *context)
                                             2);
 }
 
-void process_pair(SoftCCContext *context)
+/* The null pair 80 80 fills most frames of a stream.  On a caption service
+ * outside XDS it only selects the window and clears the repeat filter. */
+bool is_null_pair(const uint8_t *pair)
+{
+    uint16_t both;
+    __builtin_memcpy(&both, pair, 2);
+    return both == 0x8080; /* the same in either byte order */
+}
+
+bool null_pair_is_plain(const SoftCCContext *context)
+{
+    return context->service < 4 && !state_of(context).xds_active;
+}
+
+void process_null_pair(SoftCCContext *context)
+{
+    Eia608State &state = state_of(context);
+    state.first_byte = 0;
+    state.second_byte = 0;
+    select_window(context);
+    if (state.caption_active)
+        state.last_control_code = 0;
+}
+
+/* Out of line, so that the byte input around the null pairs saves no
+ * registers.  Failures are reported, never returned: the result is SOFTCC_OK. */
+VQSOFTCC_NOINLINE SoftCCStatus process_pair(SoftCCContext *context)
 {
     Eia608State &state = state_of(context);
     if (!has_odd_parity(state.first_byte) || !has_odd_parity(state.second_byte)) {
         display_reset(context);
-        return;
+        return SOFTCC_OK;
     }
     if (context->service == kNoService)
-        return;
+        return SOFTCC_OK;
     state.first_byte &= 0x7F;
     state.second_byte &= 0x7F;
     bool xds_data = track_modes(context);
@@ -1051,11 +1087,33 @@ void process_pair(SoftCCContext *context)
         text_path(context);
     else if (service == kXdsService && xds_data)
         forward_xds(context);
+    return SOFTCC_OK;
+}
+
+/* Pairs the bytes, which may split a pair across calls. */
+VQSOFTCC_NOINLINE SoftCCStatus take_bytes(SoftCCContext *context, const uint8_t *data,
+                                          uint32_t length)
+{
+    Eia608State &state = state_of(context);
+    for (uint32_t i = 0; i < length; ++i) {
+        if (!state.have_first_byte) {
+            state.first_byte = data[i];
+            state.have_first_byte = 1;
+            continue;
+        }
+        state.second_byte = data[i];
+        state.have_first_byte = 0;
+        if (is_null_pair(&state.first_byte) && null_pair_is_plain(context))
+            process_null_pair(context);
+        else
+            process_pair(context);
+    }
+    return SOFTCC_OK;
 }
 
 } // namespace
 
-/* Byte input: pairs may be split across calls; failures are reported, never returned. */
+/* Byte input: failures are reported, never returned. */
 SoftCCStatus vqsoftcc_internal_decode_eia608(SoftCCContext *context, const uint8_t *data,
                                              uint32_t length)
 {
@@ -1066,15 +1124,14 @@ SoftCCStatus vqsoftcc_internal_decode_eia608(SoftCCContext *context, const uint8
     if (data == nullptr)
         return SOFTCC_ERR_NULL_POINTER;
     Eia608State &state = state_of(context);
-    for (uint32_t i = 0; i < length; ++i) {
-        if (!state.have_first_byte) {
-            state.first_byte = data[i];
-            state.have_first_byte = 1;
-            continue;
-        }
-        state.second_byte = data[i];
-        state.have_first_byte = 0;
-        process_pair(context);
+    if (length != 2 || state.have_first_byte)
+        return take_bytes(context, data, length);
+    /* One pair a frame, as hosts feed them; most frames bring the null pair. */
+    if (is_null_pair(data) && null_pair_is_plain(context)) {
+        process_null_pair(context);
+        return SOFTCC_OK;
     }
-    return SOFTCC_OK;
+    state.first_byte = data[0];
+    state.second_byte = data[1];
+    return process_pair(context);
 }

@@ -144,8 +144,8 @@ void cancel_delay(SoftCCContext *context)
         (void)end_delay(context);
 }
 
-void interpret_and_report(SoftCCContext *context, const uint8_t *code, uint32_t length,
-                          uint32_t line)
+VQSOFTCC_INLINE void interpret_and_report(SoftCCContext *context, const uint8_t *code,
+                                          uint32_t length, uint32_t line)
 {
     SoftCCStatus status = interpret_code_eia708(context, code, length);
     if (status != SOFTCC_OK)
@@ -287,13 +287,11 @@ SoftCCStatus refresh_one_window(SoftCCContext *context, CaptionWindow *window, u
     return status;
 }
 
-/* Closes the current window's pending run and shows it if the window is
- * visible. */
-SoftCCStatus flush_current_segment_eia708(SoftCCContext *context)
+/* Closes the window's pending run and shows it if the window is visible. */
+VQSOFTCC_INLINE SoftCCStatus flush_window(SoftCCContext *context, CaptionWindow *window)
 {
-    CaptionWindow *window = vqsoftcc_internal_current_window(context);
-    if (window == nullptr || window->current_segment == nullptr ||
-        window->current_segment->length == 0)
+    const TextSegment *pending = window->current_segment;
+    if (pending == nullptr || pending->length == 0)
         return SOFTCC_OK;
     SoftCCStatus status = vqsoftcc_internal_terminate_current_segment(context);
     if (status != SOFTCC_OK)
@@ -303,10 +301,17 @@ SoftCCStatus flush_current_segment_eia708(SoftCCContext *context)
     return refresh_one_window(context, window, kFlushRefreshLine);
 }
 
+SoftCCStatus flush_current_segment_eia708(SoftCCContext *context)
+{
+    CaptionWindow *window = vqsoftcc_internal_current_window(context);
+    return window == nullptr ? SOFTCC_OK : flush_window(context, window);
+}
+
 /* A left-justified window shows every character at once; the others wait
  * for the next control code, since their line is laid out only when whole.
- * Character failures never reach the caller. */
-SoftCCStatus add_character(SoftCCContext *context, uint16_t code_point)
+ * Character failures never reach the caller.  Out of line: characters are
+ * most codes, and the interpreter's other paths need many registers. */
+VQSOFTCC_NOINLINE SoftCCStatus add_character(SoftCCContext *context, uint16_t code_point)
 {
     CaptionWindow *window = vqsoftcc_internal_current_window(context);
     if (window == nullptr)
@@ -314,7 +319,7 @@ SoftCCStatus add_character(SoftCCContext *context, uint16_t code_point)
     if (vqsoftcc_internal_add_char_to_current_segment(window, code_point) != SOFTCC_OK)
         return SOFTCC_OK;
     if (window->style.justify == 0)
-        (void)flush_current_segment_eia708(context);
+        (void)flush_window(context, window);
     return SOFTCC_OK;
 }
 
@@ -701,11 +706,13 @@ constexpr NextLine kNextLineByScrollDirection[4] = {
 
 /* ---- Interpreter entry points -------------------------------------------------------- */
 
-SoftCCStatus interpret_code_eia708(SoftCCContext *context, const uint8_t *code, uint32_t length)
+namespace {
+
+/* Everything but G0 and G1 characters. */
+VQSOFTCC_NOINLINE SoftCCStatus interpret_other_code(SoftCCContext *context, const uint8_t *code,
+                                                    uint32_t length)
 {
     uint8_t first = code[0];
-    if (length == 1 && is_graphic(first))
-        return add_character(context, g0_g1_code_point(first));
     if (length == 2 && first == kExt1 && is_graphic(code[1]))
         return add_character(context, g2_g3_code_point(code[1]));
     if (length == 3 && first == kP16)
@@ -721,6 +728,16 @@ SoftCCStatus interpret_code_eia708(SoftCCContext *context, const uint8_t *code, 
     if (first >= 0x80 && first <= 0x9F)
         return run_c1_command(context, code);
     return SOFTCC_OK;
+}
+
+} // namespace
+
+SoftCCStatus interpret_code_eia708(SoftCCContext *context, const uint8_t *code, uint32_t length)
+{
+    uint8_t first = code[0];
+    if (length == 1 && is_graphic(first))
+        return add_character(context, g0_g1_code_point(first));
+    return interpret_other_code(context, code, length);
 }
 
 /* CR: the cursor goes to the start of the next line; on the last line the
@@ -777,20 +794,33 @@ constexpr LengthRange kExt1Lengths[] = {
     {0x87, 6}, {0x8F, 7}, {0x9F, kVariableLength}, {0xFF, 2},
 };
 
-template <size_t N> uint8_t length_in(const LengthRange (&ranges)[N], uint8_t byte)
+/* The ranges spread out over all 256 byte values, at compile time, so that a
+ * code's length is one load. */
+struct LengthTable {
+    uint8_t length[256];
+};
+
+template <size_t N> constexpr LengthTable length_table(const LengthRange (&ranges)[N])
 {
+    LengthTable table{};
     size_t index = 0;
-    while (ranges[index].last < byte)
-        ++index;
-    return ranges[index].length;
+    for (int byte = 0; byte < 256; ++byte) {
+        while (ranges[index].last < byte)
+            ++index;
+        table.length[byte] = ranges[index].length;
+    }
+    return table;
 }
+
+constexpr LengthTable kFirstByteLengthTable = length_table(kFirstByteLengths);
+constexpr LengthTable kExt1LengthTable = length_table(kExt1Lengths);
 
 /* The length the bytes held so far say the code has. */
 uint32_t code_length_so_far(const Eia708State &state)
 {
     if (state.code_buffer[0] != kExt1)
         return state.code_length;
-    uint8_t length = length_in(kExt1Lengths, state.code_buffer[1]);
+    uint8_t length = kExt1LengthTable.length[state.code_buffer[1]];
     if (length != kVariableLength)
         return length;
     /* until the length byte is in, the code is known to have 3 bytes */
@@ -835,7 +865,7 @@ void collect_code_byte(SoftCCContext *context, uint8_t byte)
     Eia708State &state = state_of(context);
     if (state.code_bytes_missing == 0) {
         state.code_buffer[0] = byte;
-        state.code_length = length_in(kFirstByteLengths, byte);
+        state.code_length = kFirstByteLengthTable.length[byte];
         state.code_bytes_missing = state.code_length - 1;
     } else {
         state.code_buffer[state.code_length - state.code_bytes_missing] = byte;

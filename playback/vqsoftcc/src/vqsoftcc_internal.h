@@ -96,6 +96,13 @@ static_assert(offsetof(SoftCCContext, current_window) == 1340, "context layout")
 
 /* ---- Small shared helpers --------------------------------------------------- */
 
+/* Keeps a rarely taken path out of the function around it, so that the common
+ * path needs no registers saved. */
+#define VQSOFTCC_RARE __attribute__((noinline, cold))
+#define VQSOFTCC_NOINLINE __attribute__((noinline))
+/* A small step of a hot path, kept inline wherever it is used. */
+#define VQSOFTCC_INLINE inline __attribute__((always_inline))
+
 /* Every report the decoders make: level 0, a fixed line and message. */
 static inline void vqsoftcc_internal_report(const char *path, SoftCCStatus status, uint32_t line,
                                             const char *message)
