@@ -6,7 +6,7 @@
 // object, so a renderer can compare them by identity, and a refresh of a
 // window whose styles did not change builds no style objects.
 
-import { PEN, SEGMENT, WINDOW, WINDOW_STYLE } from './layout.js';
+import { PEN, SEGMENT, SNAPSHOT, WINDOW, WINDOW_STYLE } from './layout.js';
 
 const CACHE_LIMIT = 4096; // distinct styles kept; a hostile stream cannot grow it further
 const MAX_WINDOWS = 8;
@@ -71,6 +71,7 @@ class LastStyle {
 
 export class RecordReader {
   constructor() {
+    this.exports = null; // the module's, for the snapshot calls (wasm_snapshot.cpp)
     this.pens = new Map();
     this.windowStyles = new Map();
     this.lastPen = new LastStyle(PEN.size / 4);
@@ -187,90 +188,63 @@ export class RecordReader {
     };
   }
 
-  // The run at s, the k-th of its window's list.  `old` is the object of
-  // the same place in the window's last object, and the k-th slot of
-  // `copies` what it was built from: that object again if the run is
-  // unchanged, its text extended if the run only grew at its end (typing),
-  // else a new object; the slot follows.  Words and characters are compared
-  // with the copies, never assumed.
-  runSince(m, s, copies, k, old) {
-    const { u16, u32 } = m;
-    const w = s >> 2;
-    const at = u32[w + 1];
-    const length = at === 0 ? 0 : m.u8[s + SEGMENT.length];
-    const text = at >> 1;
-    if (old === undefined) return copies.keep(u32, u16, w, k, text, 0, length, this.segment(m, s));
-    const h = k * HEAD_WORDS;
-    const { heads, chars } = copies;
-    let penSame = true;
-    for (let i = 0; i < PEN_WORDS; i++) if (u32[w + PEN_WORD + i] !== heads[h + 2 + i]) penSame = false;
-    const pen = penSame ? old.pen : this.pen(m, s + SEGMENT.pen);
-    const oldLength = old.length;
-    let same = penSame && length >= oldLength && at !== 0 && (u32[w + 2] & 0xffff) === (heads[h] & 0xffff)
-      && (u32[w + TAIL_WORD] & 0xffffff) === heads[h + 1];
-    for (let i = 0, c = k * MAX_CHARS; same && i < oldLength; i++) same = u16[text + i] === chars[c + i];
-    if (!same) return copies.keep(u32, u16, w, k, text, 0, length, this.segment(m, s, pen));
-    if (length === oldLength) return old;
-    return copies.keep(u32, u16, w, k, text, oldLength, length, {
-      row: old.row,
-      column: old.column,
-      length,
-      text: old.text + ucs2(u16, text + oldLength, length - oldLength),
-      pen,
-      caption_mode: old.caption_mode,
-      no_merge: old.no_merge,
-    });
-  }
-
-  // The window's runs in list order, reusing what the window's last object
-  // still shows (its very array when nothing changed).  Each run is a block
+  // The runs of the window being built, in list order: the last object's
+  // run at the same place when the module finds it unchanged, its text
+  // extended when the run only grew at its end (typing), else a new object;
+  // the last object's very array when nothing changed.  Each run is a block
   // of its own, so a list never meets itself; the bound only guards against
   // a damaged one.
-  segments(m, first, memo) {
-    const copies = memo.runs;
-    const old = memo.object === undefined ? EMPTY : memo.object.segments;
+  segments(m, first, host, id, old) {
+    const runSince = this.exports.vqjs_run_since;
     const runs = [];
     const limit = m.u8.length / SEGMENT.size;
     let reused = 0;
     for (let s = first; s !== 0 && runs.length < limit; s = m.u32[(s + SEGMENT.next) >> 2]) {
       const k = runs.length;
-      const run = this.runSince(m, s, copies, k, old[k]);
+      const run = this.runOf(m, s, runSince(host, id, k, s), old[k]);
       if (run === old[k]) reused++;
       runs.push(run);
     }
-    return reused === old.length && reused === runs.length && memo.object !== undefined ? old : runs;
+    return reused === old.length && reused === runs.length ? old : runs;
+  }
+
+  // The run at s as the module's snapshot code says (SNAPSHOT_*), given the
+  // object of its place in the window's last object.
+  runOf(m, s, code, old) {
+    if (code === SNAPSHOT.SAME) return old;
+    if (code !== SNAPSHOT.GROWN) return this.segment(m, s, code === SNAPSHOT.NEW_SAME_PEN ? old.pen : undefined);
+    const length = m.u8[s + SEGMENT.length];
+    const oldLength = old.length;
+    return {
+      row: old.row,
+      column: old.column,
+      length,
+      text: old.text + ucs2(m.u16, (m.u32[(s + SEGMENT.text) >> 2] >> 1) + oldLength, length - oldLength),
+      pen: old.pen,
+      caption_mode: old.caption_mode,
+      no_merge: old.no_merge,
+    };
   }
 
   // The run being typed, or null.
-  currentSegment(m, current, memo) {
-    if (current === 0 || m.u8[current + SEGMENT.in_use] === 0) return null;
-    return this.runSince(m, current, memo.current, 0, memo.object?.current_segment ?? undefined);
+  currentSegment(m, current, host, id, old) {
+    const run = current !== 0 && m.u8[current + SEGMENT.in_use] !== 0 ? current : 0;
+    const code = this.exports.vqjs_current_since(host, id, run);
+    return run === 0 ? null : this.runOf(m, run, code, old);
   }
 
-  // The window at w; `memo` is what its last object was built from.  A
-  // window whose record and runs did not change since is that object again;
-  // styles whose words did not change are the last object's.
-  window(m, w, memo) {
+  // The window at w of the decoder whose host is `host`; `old` is the last
+  // object built for it.  A window whose record and runs did not change is
+  // that object again; styles that did not change are the last object's.
+  window(m, w, host, old) {
     const { u8, u32, i16 } = m;
-    const old = memo.object;
-    const copy = memo.words;
-    const at = w >> 2;
-    let styleSame = old !== undefined;
-    let penSame = styleSame;
-    let restSame = styleSame;
-    for (let i = 0; i < WINDOW_WORDS; i++) {
-      const word = u32[at + i] | 0;
-      if (word === copy[i]) continue;
-      copy[i] = word;
-      if (i >= STYLE_WORD && i < PEN_WORD_OF_WINDOW) styleSame = false;
-      else if (i >= PEN_WORD_OF_WINDOW && i < PEN_WORD_OF_WINDOW + PEN_WORDS) penSame = false;
-      else if (i !== NEXT_WORD && i !== SEGMENTS_WORD && i !== CURRENT_WORD) restSame = false;
-    }
-    const segments = this.segments(m, u32[(w + WINDOW.segments) >> 2], memo);
-    const currentSegment = this.currentSegment(m, u32[(w + WINDOW.current_segment) >> 2], memo);
-    if (restSame && styleSame && penSame && segments === old.segments && currentSegment === old.current_segment) {
-      return old;
-    }
+    const id = u8[w + WINDOW.id] & 7;
+    const changes = this.exports.vqjs_window_since(host, w);
+    const first = (changes & SNAPSHOT.FIRST) !== 0;
+    const segments = this.segments(m, u32[(w + WINDOW.segments) >> 2], host, id, first ? EMPTY : old.segments);
+    const currentSegment = this.currentSegment(m, u32[(w + WINDOW.current_segment) >> 2], host, id,
+      first || old.current_segment === null ? undefined : old.current_segment);
+    if (changes === 0 && segments === old.segments && currentSegment === old.current_segment) return old;
     const flags = u8[w + WINDOW.flags];
     return {
       id: u8[w + WINDOW.id],
@@ -285,8 +259,8 @@ export class RecordReader {
       anchor_horizontal: u8[w + WINDOW.anchor_horizontal],
       row_count: u8[w + WINDOW.row_count],
       column_count: u8[w + WINDOW.column_count],
-      style: styleSame ? old.style : this.windowStyle(m, w + WINDOW.style),
-      pen: penSame ? old.pen : this.pen(m, w + WINDOW.pen),
+      style: first || (changes & SNAPSHOT.STYLE) !== 0 ? this.windowStyle(m, w + WINDOW.style) : old.style,
+      pen: first || (changes & SNAPSHOT.PEN) !== 0 ? this.pen(m, w + WINDOW.pen) : old.pen,
       segments,
       current_segment: currentSegment,
       defined: u8[w + WINDOW.defined] !== 0,
@@ -296,85 +270,25 @@ export class RecordReader {
     };
   }
 
-  // A callback's list of windows, chained through `next`.  `memos` holds
-  // what the last object of each window id was built from.
-  windowList(m, head, memos) {
+  // A callback's list of windows, chained through `next`.  `built` holds
+  // the last object of each window id, and gets the new ones.
+  windowList(m, head, host, built) {
     const windows = [];
     for (let w = head; w !== 0 && windows.length < MAX_WINDOWS; w = m.u32[(w + WINDOW.next) >> 2]) {
-      windows.push(this.windowOf(m, w, memos));
+      windows.push(this.windowOf(m, w, host, built));
     }
     return windows;
   }
 
-  windowOf(m, w, memos) {
+  windowOf(m, w, host, built) {
     const id = m.u8[w + WINDOW.id] & 7;
-    const memo = memos[id] ?? (memos[id] = new WindowMemo());
-    const window = this.window(m, w, memo);
-    memo.object = window;
+    const window = this.window(m, w, host, built[id]);
+    built[id] = window;
     return window;
   }
 }
 
 const EMPTY = Object.freeze([]);
-
-// What a run object was built from, kept per place in its window: the
-// record's words that the object shows besides the characters (row and
-// column in word 2; caption_mode and no_merge in word 41; the pen, words
-// 4-12) and the characters.
-const PEN_WORD = SEGMENT.pen >> 2;
-const PEN_WORDS = PEN.size >> 2;
-const TAIL_WORD = SEGMENT.caption_mode >> 2;
-const HEAD_WORDS = 2 + PEN_WORDS;
-const MAX_CHARS = 52;
-
-class RunCopies {
-  constructor() {
-    this.heads = new Int32Array(4 * HEAD_WORDS);
-    this.chars = new Uint16Array(4 * MAX_CHARS);
-  }
-
-  // Slot k becomes what `run` was built from (its characters from `from`
-  // on; the earlier ones are there), and `run` is returned.
-  keep(u32, u16, w, k, text, from, length, run) {
-    if ((k + 1) * HEAD_WORDS > this.heads.length) this.grow(k + 1);
-    const h = k * HEAD_WORDS;
-    const { heads, chars } = this;
-    heads[h] = u32[w + 2] & 0xffff;
-    heads[h + 1] = u32[w + TAIL_WORD] & 0xffffff;
-    for (let i = 0; i < PEN_WORDS; i++) heads[h + 2 + i] = u32[w + PEN_WORD + i];
-    const c = k * MAX_CHARS;
-    for (let i = from; i < length; i++) chars[c + i] = u16[text + i];
-    return run;
-  }
-
-  grow(count) {
-    const heads = new Int32Array(count * 2 * HEAD_WORDS);
-    const chars = new Uint16Array(count * 2 * MAX_CHARS);
-    heads.set(this.heads);
-    chars.set(this.chars);
-    this.heads = heads;
-    this.chars = chars;
-  }
-}
-
-// The words of a window record, and those that hold pointers: the list's
-// `next`, and the runs, which are compared by what they hold.
-const WINDOW_WORDS = WINDOW.size >> 2;
-const STYLE_WORD = WINDOW.style >> 2;
-const PEN_WORD_OF_WINDOW = WINDOW.pen >> 2;
-const SEGMENTS_WORD = WINDOW.segments >> 2;
-const NEXT_WORD = WINDOW.next >> 2;
-const CURRENT_WORD = WINDOW.current_segment >> 2;
-
-// What the last object of a window was built from.
-class WindowMemo {
-  constructor() {
-    this.object = undefined;
-    this.words = new Int32Array(WINDOW_WORDS);
-    this.runs = new RunCopies();
-    this.current = new RunCopies();
-  }
-}
 
 // UCS-2 code units to a string, four at a time: fewer and shorter
 // intermediate strings than one by one, and no array as apply() needs.

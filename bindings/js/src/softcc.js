@@ -36,6 +36,7 @@ export class SoftCC {
 
   attach(instance) {
     this.exports = instance.exports;
+    this.reader.exports = instance.exports;
     this.views = new MemoryViews(this.exports.memory);
     const m = this.views;
     const table = this.exports.vqjs_layout();
