@@ -4,7 +4,8 @@
 // (2 bits each, 0x3F white, 0x00 black; 608 white is 0x2A).  Opacity: 0 solid,
 // 1 flash, 2 translucent, 3 transparent.  Directions: 0 left to right, 1 right
 // to left, 2 top to bottom, 3 bottom to top.  Treat every object as read-only:
-// styles are shared frozen objects, and unchanged runs are handed over again.
+// styles are shared frozen objects, and unchanged runs, run arrays and windows
+// are handed over again as the same objects.
 
 /** How the characters of a run are drawn.  Equal pens are one frozen object. */
 export interface PenStyle {
