@@ -10,7 +10,7 @@
 // runSoftCC() runs it inside another program, with the standard streams on
 // file descriptors of the caller's choosing.
 
-import { readFileSync, realpathSync } from 'node:fs';
+import { existsSync, readFileSync, realpathSync } from 'node:fs';
 import { createRequire } from 'node:module';
 import { isatty } from 'node:tty';
 import { fileURLToPath } from 'node:url';
@@ -24,6 +24,7 @@ let compiled = null; // the WebAssembly module, compiled once per process
 // its exit status.  Each run starts from a fresh instance, as a process
 // would.
 export async function runSoftCC(args, { stdin = 0, stdout = 1, stderr = 2 } = {}) {
+  if (!existsSync(GLUE)) throw new Error(`${GLUE} is missing: build it with scripts/build-wasm`);
   compiled ??= WebAssembly.compile(readFileSync(WASM));
   const wasm = await compiled;
   const createSoftCC = createRequire(import.meta.url)(GLUE);
