@@ -4,7 +4,8 @@
 // (2 bits each, 0x3F white, 0x00 black; 608 white is 0x2A).  Opacity: 0 solid,
 // 1 flash, 2 translucent, 3 transparent.  Directions: 0 left to right, 1 right
 // to left, 2 top to bottom, 3 bottom to top.  Treat every object as read-only:
-// styles are shared frozen objects, and unchanged runs are handed over again.
+// styles are shared frozen objects, and unchanged runs, run arrays and windows
+// are handed over again as the same objects.
 
 /** How the characters of a run are drawn.  Equal pens are one frozen object. */
 export interface PenStyle {
@@ -210,3 +211,68 @@ export declare const STATUS: {
 };
 
 export declare function statusName(status: number): string;
+
+/** A caption track with data, as softcc --probe lists it. */
+export interface CaptionTrack {
+  /** 'CC1'..'CC4', 'T1'..'T4', 'XDS', or a 708 service '1'..'63'. */
+  service: string;
+  /** Media time of its first and last data, in seconds (to the millisecond). */
+  first: number;
+  last: number;
+}
+
+/** Damage softcc found inside the file (decoding goes on). */
+export interface CaptionWarning {
+  /** Where: a line number, 'picture 12', 'packet 40 (00:00:01.500)'. */
+  at: string;
+  message: string;
+}
+
+/**
+ * What softcc hands VQSoftCCDecode for one track: chunk i is
+ * bytes[ends[i-1] .. ends[i]) (from 0 for i = 0) at media time times[i]
+ * (seconds).  Feed it to a Decoder with this format and service, clock
+ * 'media': decode(chunk, times[i] * 1000) for each, then advanceTo(alarmTime)
+ * while an alarm is pending, and close at (max(file.end, last time) + 1) s.
+ */
+export interface CaptionFeed {
+  format: 608 | 708;
+  /** The library's service code: 608 channel code 0-7 or 15 (XDS), or the 708 service 1-63. */
+  service: number;
+  times: Float64Array;
+  ends: Uint32Array;
+  bytes: Uint8Array;
+}
+
+export declare class CaptionFile {
+  private constructor();
+  /** What the captions came in, as softcc --probe says: 'SCC', 'MCC', 'MPEG-2 video', 'raw 608', 'raw 708'. */
+  readonly carrier: string;
+  readonly tracks: CaptionTrack[];
+  /** The track softcc decodes without --service. */
+  readonly defaultTrack: string;
+  readonly warnings: CaptionWarning[];
+  /** Media time of the input's last frame (any track), in seconds. */
+  readonly end: number;
+  /** The feed of a track (a --service name or a 708 number; default: defaultTrack).  Throws softcc's complaint for a track the input cannot carry. */
+  feed(service?: string | number): CaptionFeed;
+  /** Frees the file in the module (also done when it is collected).  Idempotent. */
+  close(): void;
+}
+
+export declare class CaptionReader {
+  private constructor();
+  /**
+   * Reads a whole caption file as softcc does.  `name` chooses the reader by
+   * extension when the content does not; `input` names it.  Throws an Error
+   * with softcc's one-line complaint when the input is not one it reads.
+   */
+  read(bytes: Uint8Array, options?: { name?: string; input?: 'scc' | 'mcc' | 'mpeg2' | '608' | '708' }): CaptionFile;
+  /** Drops the module and its memory. */
+  close(): void;
+}
+
+/** Loads caption-reader.wasm: from any source loadSoftCC takes; by default the file beside this package. */
+export declare function loadCaptionReader(
+  source?: BufferSource | WebAssembly.Module | Response | Promise<Response> | URL | string,
+): Promise<CaptionReader>;

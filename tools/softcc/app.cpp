@@ -9,7 +9,7 @@
 
 #include "host.h"
 #include "outputs.h"
-#include "tracks.h"
+#include "source.h"
 
 namespace softcc {
 namespace {
@@ -36,38 +36,9 @@ int fail(FILE *err, const std::string &message)
     return 2;
 }
 
-std::string reader_names(const std::vector<Reader> &readers, const char *separator)
-{
-    std::string names;
-    for (const Reader &r : readers) names += (names.empty() ? "" : separator) + std::string(r.name);
-    return names;
-}
-
-const TrackData *find_track(const std::vector<TrackData> &tracks, const Track &t)
-{
-    for (const TrackData &d : tracks)
-        if (d.track.is708 == t.is708 && d.track.service == t.service)
-            return &d;
-    return nullptr;
-}
-
-// CC1 when it carries data, else the first track that carries captions; a
-// stream without any: CC1, or 708 service 1 for DTVCC data alone.
-Track default_track(const Stream &stream, const std::vector<TrackData> &tracks, bool raw708)
-{
-    if (raw708)
-        return Track{true, 1};
-    if (find_track(tracks, Track{false, 0}))
-        return Track{false, 0};
-    for (const TrackData &d : tracks)
-        if (d.track.is708 || d.track.service != 15)
-            return d.track;
-    return stream.has_708 && !stream.has_608 ? Track{true, 1} : Track{false, 0};
-}
-
 // Decodes one track through the library into `sink`; false when the library
 // did not open.
-bool decode_track(const Stream &stream, const Track &track, bool any_field, Sink &sink, SoftCCStatus &status)
+bool decode_track(const CaptionSource &source, const Track &track, Sink &sink, SoftCCStatus &status)
 {
     Host host(sink, track.is708);
     g_host = &host;
@@ -78,19 +49,16 @@ bool decode_track(const Stream &stream, const Track &track, bool any_field, Sink
         g_host = nullptr;
         return false;
     }
-    Channel wanted = track_channel(track);
-    double end = 0;
-    for (const Chunk &c : stream.chunks) {
-        end = std::max(end, c.time);
-        if (c.channel != wanted && !(any_field && c.channel != Channel::Dtvcc))
+    for (const Chunk &c : source.stream.chunks) {
+        if (!source.takes(track, c))
             continue;
         host.advance_to(c.time);
-        VQSoftCCDecode(context, stream.bytes(c), c.size);
+        VQSoftCCDecode(context, source.stream.bytes(c), c.size);
     }
     host.drain_alarm();
     // Captions still on screen at the end last one more second: closing the
     // decoder deletes its windows, so the close happens at that time.
-    end = std::max(end, host.now()) + 1.0;
+    double end = std::max(source.end, host.now()) + 1.0;
     host.advance_to(end);
     VQSoftCCClose(context);
     sink.finish(end);
@@ -110,14 +78,16 @@ private:
     CueBuilder builder_;
 };
 
-int probe(const Options &o, const Stream &stream, const std::vector<TrackData> &tracks, bool any_field, FILE *out)
+int probe(const Options &o, const CaptionSource &source, FILE *out)
 {
+    const std::vector<TrackData> &tracks = source.tracks;
+    const Stream &stream = source.stream;
     nlohmann::ordered_json list = nlohmann::ordered_json::array();
     std::string table;
     for (const TrackData &d : tracks) {
         CueCounter counter;
         SoftCCStatus status;
-        decode_track(stream, d.track, any_field, counter, status);
+        decode_track(source, d.track, counter, status);
         auto language = stream.languages.find(track_name(d.track));
         std::string code = language == stream.languages.end() ? "" : language->second;
         nlohmann::ordered_json t = {{"service", track_name(d.track)},
@@ -206,7 +176,7 @@ int parse_options(int argc, char **argv, const std::vector<Reader> &readers, con
     if (o.probe && o.output != "screen" && o.output != "json")
         return fail(err, "--probe writes screen or json, not '" + o.output + "'");
     if (!o.input.empty() && !reader_named(readers, o.input))
-        return fail(err, "unknown input format '" + o.input + "' (use --input " + reader_names(readers, "|") + ")");
+        return fail(err, unknown_input(readers, o.input));
     Track t;
     if (!o.service.empty() && o.service != "all" && !parse_track(o.service, t))
         return fail(err, "unknown service '" + o.service + "' (use CC1-CC4, T1-T4, XDS, 1-63 or all)");
@@ -217,26 +187,19 @@ int parse_options(int argc, char **argv, const std::vector<Reader> &readers, con
 
 int run(const Options &o, Input &in, const std::vector<Reader> &readers, const Io &io)
 {
-    const Reader *reader = o.input.empty() ? detect_reader(readers, in) : reader_named(readers, o.input);
-    if (!reader)
-        return fail(io.err, o.file + ": not a caption or media file softcc reads (use --input " +
-                                reader_names(readers, "|") + ")");
-    Stream stream;
-    std::string error;
-    if (!reader->read(in, stream, error))
-        return fail(io.err, o.file + ": " + error);
-    if (in.failed())
-        return fail(io.err, o.file + ": read error");
-    print_warnings(o, stream.warnings, io.err);
-    if (o.strict && !stream.warnings.empty())
+    CaptionSource source;
+    std::string complaint;
+    if (!read_source(readers, o.input, in, source, complaint))
+        return fail(io.err, complaint);
+    print_warnings(o, source.stream.warnings, io.err);
+    if (o.strict && !source.stream.warnings.empty())
         return 1;
 
-    bool raw608 = std::string(reader->name) == "608", raw708 = std::string(reader->name) == "708";
-    std::vector<TrackData> present = tracks_present(stream);
+    const std::vector<TrackData> &present = source.tracks;
     if (present.empty())
         std::fprintf(io.err, "softcc: %s: no captions found\n", o.file.c_str());
     if (o.probe)
-        return probe(o, stream, present, raw608, io.out);
+        return probe(o, source, io.out);
 
     std::vector<Track> tracks;
     if (o.service == "all") {
@@ -244,14 +207,10 @@ int run(const Options &o, Input &in, const std::vector<Reader> &readers, const I
             if (d.track.is708 || d.track.service != 15 || o.output == "json")  // XDS shows nothing but in json
                 tracks.push_back(d.track);
     } else {
-        Track t = default_track(stream, present, raw708);
-        if (!o.service.empty())
-            parse_track(o.service, t);
-        if (t.is708 && raw608)
-            return fail(io.err, o.file + ": raw 608 input has no 708 service " + o.service);
-        if (!t.is708 && raw708)
-            return fail(io.err, o.file + ": raw 708 input has no 608 service " + o.service);
-        if (!present.empty() && !find_track(present, t) && !raw608) {
+        Track t;
+        if (!source.choose(o.file, o.service, t, complaint))
+            return fail(io.err, complaint);
+        if (!present.empty() && !source.find(t) && !source.raw608()) {
             std::string names;
             for (const TrackData &d : present) names += (names.empty() ? "" : ", ") + track_name(d.track);
             std::fprintf(io.err, "%s: %s%s%s carries no data (the input has %s)\n", o.file.c_str(),
@@ -272,7 +231,7 @@ int run(const Options &o, Input &in, const std::vector<Reader> &readers, const I
             return fail(io.err, path + ": cannot write");
         auto sink = make_sink(o.output, out, path.empty() && io.ansi && o.output == "screen", t.is708 ? 42 : 32);
         SoftCCStatus status;
-        bool opened = decode_track(stream, t, raw608, *sink, status);
+        bool opened = decode_track(source, t, *sink, status);
         sink.reset();
         if (out != io.out)
             std::fclose(out);

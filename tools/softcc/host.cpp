@@ -179,7 +179,7 @@ std::vector<Line> Host::visible_lines() const
             l.runs.push_back(s);
         }
         for (auto &[row, l] : rows) {
-            std::sort(l.runs.begin(), l.runs.end(),
+            std::stable_sort(l.runs.begin(), l.runs.end(),
                       [](const SegmentCopy &a, const SegmentCopy &b) { return a.column < b.column; });
             l.screen_column = std::max(0, left + l.runs.front().column);
             lines.push_back(l);

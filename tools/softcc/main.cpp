@@ -56,6 +56,9 @@ int main(int argc, char **argv)
 #ifdef SOFTCC_WITH_AVFORMAT
     readers.push_back(softcc::av_reader());
     version += " (containers: " + softcc::av_version() + ")";
+#else
+    readers.push_back(softcc::container_refusal());
+    version += " (no containers)";
 #endif
     softcc::Options options;
     int status = softcc::parse_options(argc, argv, readers, version, options, stdout, stderr);

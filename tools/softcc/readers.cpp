@@ -71,6 +71,18 @@ std::vector<Reader> core_readers()
     };
 }
 
+std::string reader_names(const std::vector<Reader> &readers, const char *separator)
+{
+    std::string names;
+    for (const Reader &r : readers) names += (names.empty() ? "" : separator) + std::string(r.name);
+    return names;
+}
+
+std::string unknown_input(const std::vector<Reader> &readers, const std::string &name)
+{
+    return "unknown input format '" + name + "' (use --input " + reader_names(readers, "|") + ")";
+}
+
 const Reader *reader_named(const std::vector<Reader> &readers, const std::string &name)
 {
     for (const Reader &r : readers)

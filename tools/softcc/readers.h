@@ -24,6 +24,13 @@ struct Reader {
 
 // The readers that need nothing beyond the standard library, in probing order.
 std::vector<Reader> core_readers();
+// Video containers in a build without libavformat: recognised by their first
+// bytes (and named by --input container) only to be refused in one line.
+Reader container_refusal();
+// The readers' names joined by `separator`.
+std::string reader_names(const std::vector<Reader> &readers, const char *separator);
+// softcc's complaint about an --input value that names no reader.
+std::string unknown_input(const std::vector<Reader> &readers, const std::string &name);
 // The reader chosen by content, else by the file name's extension; null when none.
 const Reader *detect_reader(const std::vector<Reader> &readers, Input &in);
 const Reader *reader_named(const std::vector<Reader> &readers, const std::string &name);

@@ -12,16 +12,34 @@ void CcStage::pair(double time, Channel field, uint8_t b1, uint8_t b2)
     out_.add(time, field, pair, 2);
 }
 
-// A packet cut short by the next start is completed with zero bytes, so the
-// decoder, which finds packet boundaries only by counting, stays in step.
-bool CcStage::complete_short()
-{
-    if (missing_ == 0)
-        return false;
-    piece_.insert(piece_.end(), missing_, 0);
-    missing_ = 0;
-    return true;
-}
+// The stage as the sink of split_cc_data, for one frame.
+struct CcStage::Splitting {
+    CcStage &stage;
+    double time;
+    const Position &at;
+    const char *what;  // what ends the input, for a packet that the end cuts short
+
+    void pair(uint32_t field, const uint8_t *bytes)
+    {
+        stage.pair(time, field == 0 ? Channel::Field1 : Channel::Field2, bytes[0], bytes[1]);
+    }
+    void packet_start()
+    {
+        stage.emit(time);
+        stage.out_.has_708 = true;
+        stage.piece_starts_ = true;
+    }
+    void packet_bytes(const uint8_t *bytes, uint32_t count)
+    {
+        stage.piece_.insert(stage.piece_.end(), bytes, bytes + count);
+    }
+    void packet_short(bool at_end)
+    {
+        stage.out_.warn(at, at_end ? std::string("DTVCC packet cut short by the end of the ") + what
+                                   : std::string("DTVCC packet cut short by the next packet start"));
+    }
+    void packet_end() {}
+};
 
 // Hands on what the open packet received since the last time.
 void CcStage::emit(double time)
@@ -46,34 +64,15 @@ std::string Position::text() const
 
 void CcStage::triplets(double time, const uint8_t *p, size_t count, const Position &at)
 {
-    for (size_t k = 0; k < count; k++, p += 3) {
-        if (!(p[0] & 0x04))
-            continue;
-        int cc_type = p[0] & 0x03;
-        if (cc_type == 0 || cc_type == 1) {
-            pair(time, cc_type == 0 ? Channel::Field1 : Channel::Field2, p[1], p[2]);
-            continue;
-        }
-        if (cc_type == 3) {
-            if (complete_short())
-                out_.warn(at, "DTVCC packet cut short by the next packet start");
-            emit(time);
-            out_.has_708 = true;
-            piece_starts_ = true;
-            missing_ = dtvcc_packet_size(p[1]);
-        }
-        // Bytes past the declared size, and continuations without a start,
-        // have no packet to go to.
-        for (int b = 1; b <= 2 && missing_ > 0; b++, missing_--)
-            piece_.push_back(p[b]);
-    }
+    Splitting sink{*this, time, at, ""};
+    split_cc_data(missing_, p, count, sink);
     emit(time);
 }
 
 void CcStage::finish(double time, const Position &at, const char *what)
 {
-    if (complete_short())
-        out_.warn(at, std::string("DTVCC packet cut short by the end of the ") + what);
+    Splitting sink{*this, time, at, what};
+    end_cc_data(missing_, sink);
     emit(time);
 }
 

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "cc_data_split.h"
+
 namespace softcc {
 
 enum class Channel : uint8_t { Field1, Field2, Dtvcc };
@@ -64,35 +66,27 @@ struct Stream {
     void warn(const Position &at, const std::string &message) { warnings.push_back({at.text(), message}); }
 };
 
-// Total size in bytes of a DTVCC packet from its header byte.
-inline size_t dtvcc_packet_size(uint8_t header)
-{
-    unsigned code = header & 0x3Fu;
-    return code == 0 ? 128 : code * 2;
-}
-
 class CcStage {
 public:
     explicit CcStage(Stream &out) : out_(out) {}
 
     void pair(double time, Channel field, uint8_t b1, uint8_t b2);
-    // `count` triplets of one frame: cc_type 0 and 1 are field 1 and field 2
-    // pairs, 3 starts a DTVCC packet and 2 continues it; cc_valid 0 carries
-    // nothing.  `at` names the frame in warnings.  The frame's DTVCC bytes go
-    // out at its time, as a player hands them to the decoder frame by frame.
+    // `count` triplets of one frame, split as cc_data_split.h says.  `at`
+    // names the frame in warnings.  The frame's DTVCC bytes go out at its
+    // time, as a player hands them to the decoder frame by frame.
     void triplets(double time, const uint8_t *p, size_t count, const Position &at);
     // A packet still open at the end is completed with zeros, with a warning
     // that it was cut short by the end of the `what` ("file", "stream").
     void finish(double time, const Position &at, const char *what);
 
 private:
-    bool complete_short();
+    struct Splitting;  // the sink of split_cc_data for one frame
     void emit(double time);
 
     Stream &out_;
     std::vector<uint8_t> piece_;  // bytes of the open packet not yet handed on
     bool piece_starts_ = false;   // piece_ begins with the packet header
-    size_t missing_ = 0;          // bytes the open packet still lacks
+    uint32_t missing_ = 0;        // bytes the open packet still lacks
 };
 
 // Joins a stream's DTVCC chunks back into whole packets: calls

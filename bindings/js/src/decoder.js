@@ -75,7 +75,7 @@ export class Decoder {
     this._closed = false;
     this._error = null; // the first exception of a callback during the current call
     this._onTimer = () => this._alarmTimerExpired();
-    this._built = new Array(8); // the last object of each window, whose runs the next may reuse
+    this._built = new Array(8); // the last object of each window, whose parts the next may reuse
     this._host = this._exports.vqjs_new_host();
     if (this._host === 0) throw new SoftCCError('VQMalloc', STATUS.SOFTCC_ERR_NO_MEMORY);
     this._buffer = 0;
@@ -128,22 +128,34 @@ export class Decoder {
   decode(bytes, time) {
     this._check('decode');
     checkBytes(bytes, 'decode');
-    if (time !== undefined) this.advanceTo(time);
-    const p = this._reserve(bytes.length);
-    this._softcc.memory().u8.set(bytes, p);
-    this._ok('VQSoftCCDecode', this._run(() => this._exports.vqjs_decode(this._host, p, bytes.length)));
+    const at = this._timeOf(time, 'decode');
+    const p = this._copyIn(bytes);
+    let status;
+    this._enter();
+    try {
+      status = this._exports.vqjs_decode(this._host, p, bytes.length, at);
+    } finally {
+      this._leave();
+    }
+    this._ok('VQSoftCCDecode', status);
   }
 
   // One frame's A/53 cc_data (triplets of 3 bytes): a 608 decoder takes the
   // valid pairs of its service's field, a 708 decoder the DTVCC packets,
-  // each packet whole.
+  // each packet whole.  One call into the module, as a player makes per frame.
   decodeCcData(triplets, time) {
     this._check('decodeCcData');
     checkBytes(triplets, 'decodeCcData');
-    if (time !== undefined) this.advanceTo(time);
-    const p = this._reserve(triplets.length);
-    this._softcc.memory().u8.set(triplets, p);
-    this._ok('VQSoftCCDecode', this._run(() => this._exports.vqjs_decode_ccdata(this._host, this._ccType(), p, triplets.length)));
+    const at = this._timeOf(time, 'decodeCcData');
+    const p = this._copyIn(triplets);
+    let status;
+    this._enter();
+    try {
+      status = this._exports.vqjs_decode_ccdata(this._host, this._ccType(), p, triplets.length, at);
+    } finally {
+      this._leave();
+    }
+    this._ok('VQSoftCCDecode', status);
   }
 
   // Many frames of cc_data at once (media clock): frame i is
@@ -253,7 +265,9 @@ export class Decoder {
     const reader = this._softcc.reader;
     const list = [];
     for (let id = 0; id < 8; id++) {
-      if ((changed & (1 << id)) !== 0) list.push(reader.windowOf(m, windows + id * WINDOW.size, this._built));
+      if ((changed & (1 << id)) !== 0) {
+        list.push(reader.windowOf(m, windows + id * WINDOW.size, this._host, this._built));
+      }
     }
     this._deliver(this._options.updateWindows, list);
   }
@@ -299,7 +313,8 @@ export class Decoder {
     if (callback === undefined) return OK;
     const reader = this._softcc.reader;
     const m = this._softcc.memory();
-    return this._deliver(callback, list ? reader.windowList(m, address, this._built) : reader.windowOf(m, address, this._built));
+    return this._deliver(callback, list ? reader.windowList(m, address, this._host, this._built)
+      : reader.windowOf(m, address, this._host, this._built));
   }
 
   // Calls a host callback with its argument and this decoder.  A number it
@@ -316,23 +331,46 @@ export class Decoder {
     }
   }
 
-  _run(call) {
-    const softcc = this._softcc;
+  // A time given with input: NaN for none; the media clock takes one.
+  _timeOf(time, call) {
+    if (time === undefined) return NaN;
+    this._needMediaClock(call);
+    checkTime(time, call);
+    return time;
+  }
+
+  // The bytes in the module's buffer, at the address returned.
+  _copyIn(bytes) {
+    const p = this._reserve(bytes.length);
+    this._softcc.memory().u8.set(bytes, p);
+    return p;
+  }
+
+  // Around every call into the module: the decoder is busy, and the
+  // library's reports go to it; what a callback threw is thrown when the
+  // call is over.  Hot paths call these inline, the rest through _run().
+  _enter() {
     this._busy = true;
-    softcc.active.push(this);
-    let status;
-    try {
-      status = call();
-    } finally {
-      softcc.active.pop();
-      this._busy = false;
-    }
+    this._softcc.active.push(this);
+  }
+
+  _leave() {
+    this._softcc.active.pop();
+    this._busy = false;
     const error = this._error;
     if (error !== null) {
       this._error = null;
       throw error;
     }
-    return status;
+  }
+
+  _run(call) {
+    this._enter();
+    try {
+      return call();
+    } finally {
+      this._leave();
+    }
   }
 
   // A control call of the library, then the update it caused.

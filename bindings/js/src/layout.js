@@ -37,6 +37,9 @@ export const HEAP = {
   live_blocks: 0, live_bytes: 4, allocations: 8, failures: 12, peak_bytes: 16, fail_countdown: 20,
 };
 
+// The codes of the module's window snapshots (wasm_host.h VQJS_SNAPSHOT_*).
+export const SNAPSHOT = { STYLE: 1, PEN: 2, FIRST: 8, SAME: 0, GROWN: 1, NEW_SAME_PEN: 2 };
+
 // In the order of the module's layout table (vqjs_layout in wasm_host.c).
 const ORDER = [
   ['PenStyle', PEN, ['size', 'pen_size', 'font_style', 'fg_color', 'fg_opacity', 'bg_color', 'bg_opacity',
@@ -54,6 +57,7 @@ const ORDER = [
   ['VqjsSplitter', SPLITTER, ['packets_zero_filled', 'field_length']],
   ['VqjsHeapStats', HEAP, ['live_blocks', 'live_bytes', 'allocations', 'failures', 'peak_bytes',
     'fail_countdown']],
+  ['snapshot codes', SNAPSHOT, ['STYLE', 'PEN', 'FIRST', 'SAME', 'GROWN', 'NEW_SAME_PEN']],
 ];
 
 // Returns the differences between these offsets and the module's, as

@@ -6,7 +6,7 @@
 // object, so a renderer can compare them by identity, and a refresh of a
 // window whose styles did not change builds no style objects.
 
-import { PEN, SEGMENT, WINDOW, WINDOW_STYLE } from './layout.js';
+import { PEN, SEGMENT, SNAPSHOT, WINDOW, WINDOW_STYLE } from './layout.js';
 
 const CACHE_LIMIT = 4096; // distinct styles kept; a hostile stream cannot grow it further
 const MAX_WINDOWS = 8;
@@ -71,6 +71,7 @@ class LastStyle {
 
 export class RecordReader {
   constructor() {
+    this.exports = null; // the module's, for the snapshot calls (wasm_snapshot.cpp)
     this.pens = new Map();
     this.windowStyles = new Map();
     this.lastPen = new LastStyle(PEN.size / 4);
@@ -187,53 +188,64 @@ export class RecordReader {
     };
   }
 
-  // The run at s, given the object built for the same place in the window's
-  // list last time: that object again if the run is unchanged, its text
-  // extended if the run only grew at its end (typing), else a new object.
-  // Only the characters are compared, never assumed.
-  segmentSince(m, s, old) {
-    const { u8, u16 } = m;
-    const length = u8[s + SEGMENT.length];
-    const text = m.u32[(s + SEGMENT.text) >> 2] >> 1;
-    const pen = this.pen(m, s + SEGMENT.pen);
-    const oldText = old.text;
-    if (text === 0 || length < oldText.length || pen !== old.pen || m.i8[s + SEGMENT.row] !== old.row
-        || m.i8[s + SEGMENT.column] !== old.column || u16[(s + SEGMENT.caption_mode) >> 1] !== old.caption_mode
-        || (u8[s + SEGMENT.no_merge] !== 0) !== old.no_merge) {
-      return this.segment(m, s, pen);
+  // The runs of the window being built, in list order: the last object's
+  // run at the same place when the module finds it unchanged, its text
+  // extended when the run only grew at its end (typing), else a new object;
+  // the last object's very array when nothing changed.  Each run is a block
+  // of its own, so a list never meets itself; the bound only guards against
+  // a damaged one.
+  segments(m, first, host, id, old) {
+    const runSince = this.exports.vqjs_run_since;
+    const runs = [];
+    const limit = m.u8.length / SEGMENT.size;
+    let reused = 0;
+    for (let s = first; s !== 0 && runs.length < limit; s = m.u32[(s + SEGMENT.next) >> 2]) {
+      const k = runs.length;
+      const run = this.runOf(m, s, runSince(host, id, k, s), old[k]);
+      if (run === old[k]) reused++;
+      runs.push(run);
     }
-    for (let i = 0; i < oldText.length; i++) if (u16[text + i] !== oldText.charCodeAt(i)) return this.segment(m, s, pen);
-    if (length === oldText.length) return old;
+    return reused === old.length && reused === runs.length ? old : runs;
+  }
+
+  // The run at s as the module's snapshot code says (SNAPSHOT_*), given the
+  // object of its place in the window's last object.
+  runOf(m, s, code, old) {
+    if (code === SNAPSHOT.SAME) return old;
+    if (code !== SNAPSHOT.GROWN) return this.segment(m, s, code === SNAPSHOT.NEW_SAME_PEN ? old.pen : undefined);
+    const length = m.u8[s + SEGMENT.length];
+    const oldLength = old.length;
     return {
       row: old.row,
       column: old.column,
       length,
-      text: oldText + ucs2(u16, text + oldText.length, length - oldText.length),
-      pen,
+      text: old.text + ucs2(m.u16, (m.u32[(s + SEGMENT.text) >> 2] >> 1) + oldLength, length - oldLength),
+      pen: old.pen,
       caption_mode: old.caption_mode,
       no_merge: old.no_merge,
     };
   }
 
-  // The window's runs in list order, reusing what `before` (the runs of the
-  // window's last object) still shows.  Each run is a block of its own, so
-  // a list never meets itself; the bound only guards against a damaged one.
-  segments(m, first, before) {
-    const runs = [];
-    const limit = m.u8.length / SEGMENT.size;
-    const reusable = before === undefined ? 0 : before.length;
-    for (let s = first; s !== 0 && runs.length < limit; s = m.u32[(s + SEGMENT.next) >> 2]) {
-      const i = runs.length;
-      runs.push(i < reusable ? this.segmentSince(m, s, before[i]) : this.segment(m, s));
-    }
-    return runs;
+  // The run being typed, or null.
+  currentSegment(m, current, host, id, old) {
+    const run = current !== 0 && m.u8[current + SEGMENT.in_use] !== 0 ? current : 0;
+    const code = this.exports.vqjs_current_since(host, id, run);
+    return run === 0 ? null : this.runOf(m, run, code, old);
   }
 
-  // The window at w; `before` is the last object built for it, if any.
-  window(m, w, before) {
+  // The window at w of the decoder whose host is `host`; `old` is the last
+  // object built for it.  A window whose record and runs did not change is
+  // that object again; styles that did not change are the last object's.
+  window(m, w, host, old) {
     const { u8, u32, i16 } = m;
+    const id = u8[w + WINDOW.id] & 7;
+    const changes = this.exports.vqjs_window_since(host, w);
+    const first = (changes & SNAPSHOT.FIRST) !== 0;
+    const segments = this.segments(m, u32[(w + WINDOW.segments) >> 2], host, id, first ? EMPTY : old.segments);
+    const currentSegment = this.currentSegment(m, u32[(w + WINDOW.current_segment) >> 2], host, id,
+      first || old.current_segment === null ? undefined : old.current_segment);
+    if (changes === 0 && segments === old.segments && currentSegment === old.current_segment) return old;
     const flags = u8[w + WINDOW.flags];
-    const current = u32[(w + WINDOW.current_segment) >> 2];
     return {
       id: u8[w + WINDOW.id],
       priority: u8[w + WINDOW.priority],
@@ -247,10 +259,10 @@ export class RecordReader {
       anchor_horizontal: u8[w + WINDOW.anchor_horizontal],
       row_count: u8[w + WINDOW.row_count],
       column_count: u8[w + WINDOW.column_count],
-      style: this.windowStyle(m, w + WINDOW.style),
-      pen: this.pen(m, w + WINDOW.pen),
-      segments: this.segments(m, u32[(w + WINDOW.segments) >> 2], before?.segments),
-      current_segment: current !== 0 && u8[current + SEGMENT.in_use] !== 0 ? this.segment(m, current) : null,
+      style: first || (changes & SNAPSHOT.STYLE) !== 0 ? this.windowStyle(m, w + WINDOW.style) : old.style,
+      pen: first || (changes & SNAPSHOT.PEN) !== 0 ? this.pen(m, w + WINDOW.pen) : old.pen,
+      segments,
+      current_segment: currentSegment,
       defined: u8[w + WINDOW.defined] !== 0,
       cursor_row: i16[(w + WINDOW.cursor_row) >> 1],
       cursor_column: i16[(w + WINDOW.cursor_column) >> 1],
@@ -260,21 +272,23 @@ export class RecordReader {
 
   // A callback's list of windows, chained through `next`.  `built` holds
   // the last object of each window id, and gets the new ones.
-  windowList(m, head, built) {
+  windowList(m, head, host, built) {
     const windows = [];
     for (let w = head; w !== 0 && windows.length < MAX_WINDOWS; w = m.u32[(w + WINDOW.next) >> 2]) {
-      windows.push(this.windowOf(m, w, built));
+      windows.push(this.windowOf(m, w, host, built));
     }
     return windows;
   }
 
-  windowOf(m, w, built) {
+  windowOf(m, w, host, built) {
     const id = m.u8[w + WINDOW.id] & 7;
-    const window = this.window(m, w, built[id]);
+    const window = this.window(m, w, host, built[id]);
     built[id] = window;
     return window;
   }
 }
+
+const EMPTY = Object.freeze([]);
 
 // UCS-2 code units to a string, four at a time: fewer and shorter
 // intermediate strings than one by one, and no array as apply() needs.

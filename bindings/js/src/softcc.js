@@ -6,10 +6,10 @@ import { CcDataSplitter } from './ccdata.js';
 import { Decoder } from './decoder.js';
 import { STATUS, statusName } from './errors.js';
 import { compareLayout, HEAP } from './layout.js';
+import { instantiate } from './load.js';
 import { MemoryViews, RecordReader } from './records.js';
 
 const DEFAULT_URL = new URL('../libvqsoftcc.wasm', import.meta.url);
-const IN_NODE = typeof process === 'object' && typeof process.versions?.node === 'string';
 
 // Loads the module and returns a SoftCC instance.  `source` is any of: the
 // module's bytes (ArrayBuffer or a typed array), a compiled
@@ -18,42 +18,8 @@ const IN_NODE = typeof process === 'object' && typeof process.versions?.node ===
 // sits beside this package.
 export async function loadSoftCC(source = DEFAULT_URL) {
   const softcc = new SoftCC();
-  const imports = softcc.imports();
-  source = await source;
-  let instance;
-  if (source instanceof ArrayBuffer || ArrayBuffer.isView(source)) {
-    instance = (await WebAssembly.instantiate(source, imports)).instance;
-  } else if (source instanceof WebAssembly.Module) {
-    instance = await WebAssembly.instantiate(source, imports);
-  } else if (typeof source === 'string' || source instanceof URL) {
-    instance = (await WebAssembly.instantiate(await fetchBytes(source), imports)).instance;
-  } else if (typeof globalThis.Response === 'function' && source instanceof globalThis.Response) {
-    instance = await instantiateResponse(source, imports);
-  } else {
-    throw new TypeError('loadSoftCC: source must be bytes, a WebAssembly.Module, a Response, a URL or a path');
-  }
-  softcc.attach(instance);
+  softcc.attach(await instantiate(source, softcc.imports(), 'loadSoftCC'));
   return softcc;
-}
-
-async function instantiateResponse(response, imports) {
-  if (!response.ok) throw new Error(`loadSoftCC: ${response.url}: HTTP ${response.status}`);
-  if (typeof WebAssembly.instantiateStreaming === 'function'
-      && response.headers.get('Content-Type') === 'application/wasm') {
-    return (await WebAssembly.instantiateStreaming(response, imports)).instance;
-  }
-  return (await WebAssembly.instantiate(await response.arrayBuffer(), imports)).instance;
-}
-
-async function fetchBytes(location) {
-  const isFile = location instanceof URL ? location.protocol === 'file:' : !/^[a-z][a-z0-9+.-]*:/i.test(location);
-  if (IN_NODE && (isFile || String(location).startsWith('file:'))) {
-    const { readFile } = await import(/* webpackIgnore: true */ 'node:fs/promises');
-    return readFile(location);
-  }
-  const response = await fetch(location);
-  if (!response.ok) throw new Error(`loadSoftCC: ${location}: HTTP ${response.status}`);
-  return response.arrayBuffer();
 }
 
 // One instance of the module.  Create decoders and splitters from it; every
@@ -70,6 +36,7 @@ export class SoftCC {
 
   attach(instance) {
     this.exports = instance.exports;
+    this.reader.exports = instance.exports;
     this.views = new MemoryViews(this.exports.memory);
     const m = this.views;
     const table = this.exports.vqjs_layout();

@@ -188,19 +188,25 @@ VQJS_EXPORT(vqjs_advance_to) void vqjs_advance_to(VqjsHost *host, double time)
         host->now = time;
 }
 
-// Caption bytes as the library takes them.
-VQJS_EXPORT(vqjs_decode) SoftCCStatus vqjs_decode(VqjsHost *host, const uint8_t *data, uint32_t length)
+// Caption bytes as the library takes them, at media time `time` (ms; NaN:
+// none), which first runs an alarm due by then.
+VQJS_EXPORT(vqjs_decode) SoftCCStatus vqjs_decode(VqjsHost *host, const uint8_t *data, uint32_t length, double time)
 {
+    if (time == time)
+        vqjs_advance_to(host, time);
     SoftCCStatus status = VQSoftCCDecode(host->context, data, length);
     deliver_updates(host);
     return status;
 }
 
 // One frame's cc_data: a 608 decoder takes the pairs of its field (cc_type 0
-// or 1), a 708 decoder (cc_type 2) the DTVCC packets.
+// or 1), a 708 decoder (cc_type 2) the DTVCC packets.  The frame's media
+// time (ms; NaN: none) first runs an alarm due by then.
 VQJS_EXPORT(vqjs_decode_ccdata) SoftCCStatus vqjs_decode_ccdata(VqjsHost *host, uint32_t cc_type,
-                                                                const uint8_t *data, uint32_t length)
+                                                                const uint8_t *data, uint32_t length, double time)
 {
+    if (time == time)
+        vqjs_advance_to(host, time);
     host->status = SOFTCC_OK;
     host->cc_type = cc_type;
     decode_triplets(host, data, length);

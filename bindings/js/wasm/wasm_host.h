@@ -31,14 +31,48 @@ typedef struct VqjsHeapStats {
     uint32_t fail_countdown; /* non-zero: the allocation that brings it to 0 fails */
 } VqjsHeapStats;
 
-/* A cc_data input: the DTVCC packet being collected from cc_type 3 and 2
- * triplets. */
+/* A cc_data input: the DTVCC packet being put together from cc_type 3 and 2
+ * triplets (tools/softcc/cc_data_split.h). */
 typedef struct VqjsCcData {
-    uint32_t fill;
-    uint32_t size;                /* declared by the packet header: 2 to 128 bytes */
+    uint32_t missing;             /* bytes the open packet still lacks */
+    uint32_t fill;                /* bytes of it in `packet` */
     uint32_t packets_zero_filled; /* packets cut short and completed with zero bytes */
     uint8_t packet[128];
 } VqjsCcData;
+
+/* What the package last built a run object from (wasm_snapshot.cpp): the
+ * run's words that the object shows besides its characters, and those. */
+typedef struct VqjsRunCopy {
+    uint32_t place;   /* row, column and length: the run's word at offset 8, its padding byte cleared */
+    uint32_t tail;    /* caption_mode and no_merge: the word at offset 164, likewise */
+    PenStyle pen;
+    uint16_t chars[SOFTCC_SEGMENT_CHARS];
+} VqjsRunCopy;
+
+/* The runs of a window's objects that have copies; later ones are built afresh. */
+#define VQJS_RUN_COPIES 24u
+
+/* vqjs_window_since: bits of what differs from the window's last object. */
+#define VQJS_SNAPSHOT_STYLE 1u
+#define VQJS_SNAPSHOT_PEN 2u
+#define VQJS_SNAPSHOT_OTHER 4u
+#define VQJS_SNAPSHOT_FIRST 8u /* no object was built before */
+/* vqjs_run_since, vqjs_current_since: a run against the one at its place in the last object. */
+#define VQJS_SNAPSHOT_SAME 0u
+#define VQJS_SNAPSHOT_GROWN 1u /* only longer, at its end */
+#define VQJS_SNAPSHOT_NEW_SAME_PEN 2u
+#define VQJS_SNAPSHOT_NEW 3u
+
+/* What the last object of one window was built from. */
+typedef struct VqjsWindowCopy {
+    uint32_t record[sizeof(CaptionWindow) / 4];
+    uint32_t built;         /* non-zero once an object was built */
+    uint32_t runs;          /* runs of the last object with copies */
+    uint32_t had_runs;      /* the same, for the object before, while a new one is built */
+    uint32_t current;       /* non-zero: the last object had a current run */
+    VqjsRunCopy run[VQJS_RUN_COPIES];
+    VqjsRunCopy current_run;
+} VqjsWindowCopy;
 
 /* Library callbacks that go to JavaScript one by one (VqjsHost.forward). */
 #define VQJS_FORWARD_DEFINE 0x01u
@@ -65,6 +99,7 @@ typedef struct VqjsHost {
     uint32_t changed;             /* bit n: window n changed since the last update */
     uint32_t cc_type;             /* cc_data taken: 0 field 1, 1 field 2, 2 DTVCC */
     VqjsCcData input;
+    VqjsWindowCopy copies[8];     /* per window id: what the package built its last object from */
 } VqjsHost;
 
 /* The cc_data splitter of the JavaScript helper: the field pairs of one call

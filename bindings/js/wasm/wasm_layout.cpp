@@ -82,6 +82,12 @@ const uint32_t layout[] = {
     OFFSET(VqjsHeapStats, failures),
     OFFSET(VqjsHeapStats, peak_bytes),
     OFFSET(VqjsHeapStats, fail_countdown),
+    VQJS_SNAPSHOT_STYLE,
+    VQJS_SNAPSHOT_PEN,
+    VQJS_SNAPSHOT_FIRST,
+    VQJS_SNAPSHOT_SAME,
+    VQJS_SNAPSHOT_GROWN,
+    VQJS_SNAPSHOT_NEW_SAME_PEN,
 };
 
 }  // namespace

@@ -148,3 +148,29 @@ TEST(Mpeg2, CaptionsFollowPresentationOrderAcrossGroupsOfPictures)
     EXPECT_DOUBLE_EQ(s.chunks[2].time, 3 / 25.0);  // the first group ends after reference 2
     EXPECT_FALSE(read_mpeg2_es({0, 0, 1, 0xB2}, s, error));
 }
+
+// Without libavformat, a container is known by its first bytes and refused in one line.
+TEST(ContainerRefusal, KnowsTheCommonContainersByTheirFirstBytes)
+{
+    auto ts = std::vector<uint8_t>(376, 0);
+    ts[0] = ts[188] = 0x47;
+    const std::pair<std::vector<uint8_t>, const char *> heads[] = {
+        {ts, "an MPEG transport stream"},
+        {{0, 0, 1, 0xBA, 0x44}, "an MPEG program stream"},
+        {{0, 0, 0, 24, 'f', 't', 'y', 'p', 'i', 's', 'o', 'm'}, "an MP4 or QuickTime file"},
+        {{0x1A, 0x45, 0xDF, 0xA3, 0x9F}, "a Matroska file"},
+        {{0x47, 1, 2}, "an MPEG transport stream"},  // too short for a second sync byte
+        {{'S', 'c', 'e', 'n'}, nullptr},
+        {{0, 0, 1, 0xB3}, nullptr},
+    };
+    Reader refusal = container_refusal();
+    for (const auto &[bytes, kind] : heads) {
+        Input in = Input::from_bytes("x", bytes);
+        Stream s;
+        std::string error;
+        EXPECT_EQ(refusal.probe(in), kind != nullptr) << (kind ? kind : "not a container");
+        EXPECT_FALSE(refusal.read(in, s, error));
+        if (kind)
+            EXPECT_EQ(error.rfind(std::string(kind) + ": video containers need the native softcc", 0), 0u) << error;
+    }
+}
