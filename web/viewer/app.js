@@ -22,14 +22,15 @@ const state = {
   started: { wall: 0, t: 0 }, // where playing (without video) started
   video: false,
   drawn: null, // what the screen shows: session, version and options
+  logShown: null, // the first callback the log pane shows and how many
 };
 
 // ---- Time ------------------------------------------------------------------------
 
 function clock(seconds) {
-  const whole = Math.floor(seconds);
-  const ms = String(Math.round((seconds - whole) * 1000)).padStart(3, '0');
-  return `${Math.floor(whole / 60)}:${String(whole % 60).padStart(2, '0')}.${ms}`;
+  const ms = Math.round(seconds * 1000);
+  const whole = Math.floor(ms / 1000);
+  return `${Math.floor(whole / 60)}:${String(whole % 60).padStart(2, '0')}.${String(ms % 1000).padStart(3, '0')}`;
 }
 
 // The end of the timeline: the captions' end, or a longer video's.
@@ -73,12 +74,19 @@ function showChange(t) {
   const current = index >= 0 ? list.children[index] : null;
   if (previous === current) return;
   previous?.classList.remove('current');
-  current?.classList.add('current');
-  current?.scrollIntoView({ block: 'nearest' });
+  if (current === null) return;
+  current.classList.add('current');
+  // Keep the current change in view inside the list, without moving the page.
+  if (current.offsetTop < list.scrollTop || current.offsetTop + current.offsetHeight > list.scrollTop + list.clientHeight) {
+    list.scrollTop = current.offsetTop - list.clientHeight / 2;
+  }
 }
 
 function showLog(t) {
   const entries = state.timeline.logAt(t);
+  const shown = { first: entries[0], count: entries.length };
+  if (state.logShown && shown.first === state.logShown.first && shown.count === state.logShown.count) return;
+  state.logShown = shown;
   $('log-time').textContent = entries.length ? `at ${entries[0].time.toFixed(3)} s` : '';
   const items = entries.map((e) => {
     const li = document.createElement('li');
@@ -133,7 +141,7 @@ function play() {
   state.started = { wall: performance.now(), t: state.t };
   if (state.video) {
     $('video').playbackRate = speed();
-    $('video').play();
+    $('video').play().catch(() => pause());
   }
   $('play').textContent = 'Pause';
   requestAnimationFrame(tick);
@@ -209,7 +217,7 @@ function openTrack(service, t = 0) {
   state.timeline?.close();
   const feed = state.file.feed(service);
   state.timeline = new Timeline(state.softcc, feed, state.file.end ?? 0);
-  Object.assign(state, { service, format: feed.format, drawn: null });
+  Object.assign(state, { service, format: feed.format, drawn: null, logShown: null });
   setEnd();
   $('scrub').disabled = false;
   $('play').disabled = false;
