@@ -859,8 +859,9 @@ void dispatch_code(SoftCCContext *context)
     interpret_and_report(context, code, length, kOverflowCodeFailedLine);
 }
 
-/* Collects one byte of the selected service into the code being assembled. */
-void collect_code_byte(SoftCCContext *context, uint8_t byte)
+/* Collects one byte of the selected service into the code being assembled;
+ * a complete code goes on at once. */
+VQSOFTCC_INLINE void collect_code_byte(SoftCCContext *context, uint8_t byte)
 {
     Eia708State &state = state_of(context);
     if (state.code_bytes_missing == 0) {
@@ -929,48 +930,39 @@ void read_extended_header(Eia708State &state, uint8_t byte)
     state.extended_header_pending = 0;
 }
 
+/* A byte inside a packet that carries no service data: an extended service
+ * byte or a block header. */
+void read_header_in_packet(Eia708State &state, uint8_t byte)
+{
+    if (state.extended_header_pending)
+        read_extended_header(state, byte);
+    else
+        read_block_header(state, byte);
+    --state.packet_bytes_remaining;
+}
+
 bool is_selected(const SoftCCContext *context, uint32_t service)
 {
     return service >= 1 && service <= 63 && service == context->service;
 }
 
-/* Data bytes from here on that no code is assembled from (padding, or the
- * rest of another service's block), as far as the packet reaches. */
-uint32_t unread_bytes_ahead(const SoftCCContext *context)
+/* How many of the `available` bytes are data of the current block: the block
+ * and the packet may end sooner. */
+uint32_t data_bytes_ahead(const Eia708State &state, uint32_t available)
 {
-    const Eia708State &state = context->format_state.eia708;
-    if (state.packet_bytes_remaining == 0 || state.extended_header_pending ||
-        state.block_bytes_remaining == 0 || is_selected(context, state.block_service_number))
-        return 0;
-    return state.block_bytes_remaining < state.packet_bytes_remaining
-               ? state.block_bytes_remaining
-               : state.packet_bytes_remaining;
-}
-
-/* Data bytes that arrive here belong to the selected service: the decode
- * loop jumps over all others. */
-void read_byte(SoftCCContext *context, uint8_t byte)
-{
-    Eia708State &state = state_of(context);
-    if (state.packet_bytes_remaining == 0) {
-        read_packet_header(context, byte);
-        return;
-    }
-    if (state.extended_header_pending) {
-        read_extended_header(state, byte);
-    } else if (state.block_bytes_remaining == 0) {
-        read_block_header(state, byte);
-    } else {
-        collect_code_byte(context, byte);
-        --state.block_bytes_remaining;
-    }
-    --state.packet_bytes_remaining;
+    uint32_t count = state.block_bytes_remaining;
+    if (count > state.packet_bytes_remaining)
+        count = state.packet_bytes_remaining;
+    return count < available ? count : available;
 }
 
 } // namespace
 
-/* Reads a byte at a time and jumps over the bytes that no decoder reads;
- * every count carries over to the next call. */
+/* Reads headers a byte at a time and a block's data as one stretch: the
+ * selected service's bytes go to code assembly, all others are jumped over.
+ * The stretch is counted off before its codes run, since nothing the
+ * interpreter does looks at the counts; every count carries over to the next
+ * call. */
 SoftCCStatus vqsoftcc_internal_decode_eia708(SoftCCContext *context, const uint8_t *data,
                                              uint32_t length)
 {
@@ -982,17 +974,24 @@ SoftCCStatus vqsoftcc_internal_decode_eia708(SoftCCContext *context, const uint8
         return SOFTCC_ERR_NULL_POINTER;
 
     Eia708State &state = state_of(context);
-    for (uint32_t index = 0; index < length;) {
-        uint32_t skip = unread_bytes_ahead(context);
-        if (skip == 0) {
-            read_byte(context, data[index++]);
+    const uint8_t *end = data + length;
+    while (data < end) {
+        if (state.packet_bytes_remaining == 0) {
+            read_packet_header(context, *data++);
             continue;
         }
-        if (skip > length - index)
-            skip = length - index;
-        state.block_bytes_remaining -= skip;
-        state.packet_bytes_remaining -= skip;
-        index += skip;
+        if (state.extended_header_pending || state.block_bytes_remaining == 0) {
+            read_header_in_packet(state, *data++);
+            continue;
+        }
+        uint32_t count = data_bytes_ahead(state, static_cast<uint32_t>(end - data));
+        state.block_bytes_remaining -= count;
+        state.packet_bytes_remaining -= count;
+        if (is_selected(context, state.block_service_number)) {
+            for (uint32_t i = 0; i < count; ++i)
+                collect_code_byte(context, data[i]);
+        }
+        data += count;
     }
     return SOFTCC_OK;
 }
