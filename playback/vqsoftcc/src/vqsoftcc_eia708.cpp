@@ -316,6 +316,13 @@ VQSOFTCC_NOINLINE SoftCCStatus add_character(SoftCCContext *context, uint16_t co
     CaptionWindow *window = vqsoftcc_internal_current_window(context);
     if (window == nullptr)
         return SOFTCC_OK;
+    SoftCCStatus closed;
+    if (window->style.justify == 0 &&
+        vqsoftcc_internal_type_onto_previous_run(window, code_point, &closed)) {
+        if (closed == SOFTCC_OK && vqsoftcc_internal_is_visible(window))
+            (void)refresh_one_window(context, window, kFlushRefreshLine);
+        return SOFTCC_OK;
+    }
     if (vqsoftcc_internal_add_char_to_current_segment(window, code_point) != SOFTCC_OK)
         return SOFTCC_OK;
     if (window->style.justify == 0)
