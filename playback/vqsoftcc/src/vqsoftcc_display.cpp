@@ -400,6 +400,15 @@ VQSOFTCC_INLINE SoftCCStatus insert_run(CaptionWindow *window, TextSegment *s)
     return insert_along<false>(window, s, right);
 }
 
+/* A zero-filled run.  Inline: closing a run allocates the next one. */
+VQSOFTCC_INLINE TextSegment *allocate_run()
+{
+    TextSegment *segment = (TextSegment *)VQMalloc(sizeof(TextSegment));
+    if (segment != nullptr)
+        VQMemset(segment, 0, sizeof(TextSegment));
+    return segment;
+}
+
 /* The next character goes inside the window; a negative cursor stays. */
 VQSOFTCC_INLINE void clamp_cursor(CaptionWindow *window)
 {
@@ -448,10 +457,7 @@ VQSOFTCC_RARE SoftCCStatus add_char_to_new_segment(CaptionWindow *window, uint16
 
 TextSegment *vqsoftcc_internal_new_segment(void)
 {
-    TextSegment *segment = (TextSegment *)VQMalloc(sizeof(TextSegment));
-    if (segment != nullptr)
-        VQMemset(segment, 0, sizeof(TextSegment));
-    return segment;
+    return allocate_run();
 }
 
 SoftCCStatus vqsoftcc_internal_add_char_to_current_segment(CaptionWindow *window, uint16_t ch)
@@ -530,7 +536,7 @@ SoftCCStatus vqsoftcc_internal_terminate_current_segment(SoftCCContext *context)
     if (status != SOFTCC_OK)
         return status;
     vqsoftcc_internal_debug_char_buffer(window);
-    window->current_segment = vqsoftcc_internal_new_segment();
+    window->current_segment = allocate_run();
     return window->current_segment != nullptr ? SOFTCC_OK : SOFTCC_ERR_NO_MEMORY;
 }
 
@@ -543,10 +549,10 @@ SoftCCStatus vqsoftcc_internal_terminate_current_segment(SoftCCContext *context)
  * release and replace it, so VQFree and VQMalloc see the same calls.  The
  * joined run may then join the run after it, as after closing.
  * Answers false, with nothing changed but the cursor clamped as typing
- * clamps it, in every other case; otherwise *closed is closing's result.
+ * clamps it, in every other case.  Closing failed when the window is left
+ * without a current segment.
  */
-bool vqsoftcc_internal_type_onto_previous_run(CaptionWindow *window, uint16_t ch,
-                                              SoftCCStatus *closed)
+bool vqsoftcc_internal_type_onto_previous_run(CaptionWindow *window, uint16_t ch)
 {
     TextSegment *fresh = window->current_segment;
     if (fresh == nullptr || fresh->in_use != 0 || window->style.print_direction != 0 ||
@@ -571,8 +577,7 @@ bool vqsoftcc_internal_type_onto_previous_run(CaptionWindow *window, uint16_t ch
     if (next != nullptr && can_join<false>(previous, next))
         join(previous, next, false);
     vqsoftcc_internal_debug_char_buffer(window);
-    window->current_segment = vqsoftcc_internal_new_segment();
-    *closed = window->current_segment != nullptr ? SOFTCC_OK : SOFTCC_ERR_NO_MEMORY;
+    window->current_segment = allocate_run();
     return true;
 }
 

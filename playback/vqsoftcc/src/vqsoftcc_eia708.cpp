@@ -144,10 +144,15 @@ void cancel_delay(SoftCCContext *context)
         (void)end_delay(context);
 }
 
+/* The input side and the delay replay interpret each code where they find
+ * it, so its classification inlines there. */
+VQSOFTCC_INLINE SoftCCStatus interpret_code(SoftCCContext *context, const uint8_t *code,
+                                            uint32_t length);
+
 VQSOFTCC_INLINE void interpret_and_report(SoftCCContext *context, const uint8_t *code,
                                           uint32_t length, uint32_t line)
 {
-    SoftCCStatus status = interpret_code_eia708(context, code, length);
+    SoftCCStatus status = interpret_code(context, code, length);
     if (status != SOFTCC_OK)
         report(status, line, kCodeFailedMessage);
 }
@@ -309,17 +314,17 @@ SoftCCStatus flush_current_segment_eia708(SoftCCContext *context)
 
 /* A left-justified window shows every character at once; the others wait
  * for the next control code, since their line is laid out only when whole.
- * Character failures never reach the caller.  Out of line: characters are
- * most codes, and the interpreter's other paths need many registers. */
-VQSOFTCC_NOINLINE SoftCCStatus add_character(SoftCCContext *context, uint16_t code_point)
+ * Character failures never reach the caller.  Inline: characters are most
+ * codes, and the input loop that finds them has the context at hand. */
+VQSOFTCC_INLINE SoftCCStatus add_character(SoftCCContext *context, uint16_t code_point)
 {
     CaptionWindow *window = vqsoftcc_internal_current_window(context);
     if (window == nullptr)
         return SOFTCC_OK;
-    SoftCCStatus closed;
     if (window->style.justify == 0 &&
-        vqsoftcc_internal_type_onto_previous_run(window, code_point, &closed)) {
-        if (closed == SOFTCC_OK && vqsoftcc_internal_is_visible(window))
+        vqsoftcc_internal_type_onto_previous_run(window, code_point)) {
+        /* Closing failed when it found no memory for the next run. */
+        if (window->current_segment != nullptr && vqsoftcc_internal_is_visible(window))
             (void)refresh_one_window(context, window, kFlushRefreshLine);
         return SOFTCC_OK;
     }
@@ -737,14 +742,21 @@ VQSOFTCC_NOINLINE SoftCCStatus interpret_other_code(SoftCCContext *context, cons
     return SOFTCC_OK;
 }
 
-} // namespace
-
-SoftCCStatus interpret_code_eia708(SoftCCContext *context, const uint8_t *code, uint32_t length)
+/* G0 and G1 characters, most codes, go straight to typing. */
+VQSOFTCC_INLINE SoftCCStatus interpret_code(SoftCCContext *context, const uint8_t *code,
+                                            uint32_t length)
 {
     uint8_t first = code[0];
     if (length == 1 && is_graphic(first))
         return add_character(context, g0_g1_code_point(first));
     return interpret_other_code(context, code, length);
+}
+
+} // namespace
+
+SoftCCStatus interpret_code_eia708(SoftCCContext *context, const uint8_t *code, uint32_t length)
+{
+    return interpret_code(context, code, length);
 }
 
 /* CR: the cursor goes to the start of the next line; on the last line the

@@ -136,8 +136,7 @@ TextSegment *vqsoftcc_internal_new_segment(void);
 SoftCCStatus vqsoftcc_internal_add_char_to_current_segment(CaptionWindow *window, uint16_t ch);
 SoftCCStatus vqsoftcc_internal_terminate_current_segment(SoftCCContext *context);
 SoftCCStatus vqsoftcc_internal_insert_segment(CaptionWindow *window, TextSegment *segment);
-bool vqsoftcc_internal_type_onto_previous_run(CaptionWindow *window, uint16_t ch,
-                                              SoftCCStatus *closed);
+bool vqsoftcc_internal_type_onto_previous_run(CaptionWindow *window, uint16_t ch);
 TextSegment *vqsoftcc_internal_merge_segments(TextSegment *a, TextSegment *b,
                                               uint32_t print_direction, uint32_t scroll_direction);
 
