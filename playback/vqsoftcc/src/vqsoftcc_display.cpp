@@ -28,53 +28,55 @@ int vqsoftcc_internal_pen_style_cmp(const PenStyle *a, const PenStyle *b)
 
 namespace {
 
+/* The bytes at `offset` in which two pens differ, among those the mask keeps
+ * (all without one). */
+template <typename Word>
+VQSOFTCC_INLINE Word word_difference(const PenStyle *a, const PenStyle *b, const PenStyle *mask,
+                                     int offset)
+{
+    Word u, v;
+    __builtin_memcpy(&u, reinterpret_cast<const uint8_t *>(a) + offset, sizeof u);
+    __builtin_memcpy(&v, reinterpret_cast<const uint8_t *>(b) + offset, sizeof v);
+    Word difference = u ^ v;
+    if (mask != nullptr) {
+        Word m;
+        __builtin_memcpy(&m, reinterpret_cast<const uint8_t *>(mask) + offset, sizeof m);
+        difference &= m;
+    }
+    return difference;
+}
+
+/* Whether two pens agree in the bytes the mask keeps: four long words and a
+ * word, written out, since the compiler does not always unroll a loop. */
+VQSOFTCC_INLINE bool same_pen_bytes(const PenStyle *a, const PenStyle *b, const PenStyle *mask)
+{
+    static_assert(sizeof(PenStyle) == 36, "five words cover a pen");
+    uint64_t differ = word_difference<uint64_t>(a, b, mask, 0) |
+                      word_difference<uint64_t>(a, b, mask, 8) |
+                      word_difference<uint64_t>(a, b, mask, 16) |
+                      word_difference<uint64_t>(a, b, mask, 24);
+    return (differ | word_difference<uint32_t>(a, b, mask, 32)) == 0;
+}
+
 /* The pens of two runs, compared as bytes.  A run's pen has zero padding: the
  * run is zero-filled when allocated and its pen is written field by field
  * (vqsoftcc_internal_apply_pen_style) or copied whole from another run, so
  * equal fields mean equal bytes. */
 VQSOFTCC_INLINE bool same_run_pen(const PenStyle *a, const PenStyle *b)
 {
-    static_assert(sizeof(PenStyle) == 36, "five words cover a pen");
-    const uint8_t *x = reinterpret_cast<const uint8_t *>(a);
-    const uint8_t *y = reinterpret_cast<const uint8_t *>(b);
-    uint64_t differ = 0;
-    for (int offset = 0; offset < 32; offset += 8) {
-        uint64_t u, v;
-        __builtin_memcpy(&u, x + offset, 8);
-        __builtin_memcpy(&v, y + offset, 8);
-        differ |= u ^ v;
-    }
-    uint32_t u, v;
-    __builtin_memcpy(&u, x + 32, 4);
-    __builtin_memcpy(&v, y + 32, 4);
-    return (differ | (u ^ v)) == 0;
+    return same_pen_bytes(a, b, nullptr);
 }
 
 /* Every byte of a pen that holds a field; its padding bytes are zero. */
 constexpr PenStyle kPenFieldBytes = {0xFFFFFFFFu, 0xFFFFFFFFu, 0xFF, 0xFFFFFFFFu, 0xFF,
                                      0xFFFFFFFFu, 0xFFFFFFFFu, 0xFF, 0xFF, 0xFFFFFFFFu};
 
-/* Whether a run's pen has the fields of a window's pen.  Field by field, a
- * word at a time: the window's padding does not decide, and the run's is
- * zero, so this is what comparing the run with one just given that pen
- * (same_run_pen) would answer. */
+/* Whether a run's pen has the fields of a window's pen.  The window's padding
+ * does not decide, and the run's is zero, so this is what comparing the run
+ * with one just given that pen (same_run_pen) would answer. */
 VQSOFTCC_INLINE bool run_has_pen(const PenStyle *run_pen, const PenStyle *pen)
 {
-    const uint8_t *x = reinterpret_cast<const uint8_t *>(run_pen);
-    const uint8_t *y = reinterpret_cast<const uint8_t *>(pen);
-    const uint8_t *mask = reinterpret_cast<const uint8_t *>(&kPenFieldBytes);
-    uint64_t differ = 0;
-    for (int offset = 0; offset < 32; offset += 8) {
-        uint64_t u, v, m;
-        __builtin_memcpy(&u, x + offset, 8);
-        __builtin_memcpy(&v, y + offset, 8);
-        __builtin_memcpy(&m, mask + offset, 8);
-        differ |= (u ^ v) & m;
-    }
-    uint32_t u, v;
-    __builtin_memcpy(&u, x + 32, 4);
-    __builtin_memcpy(&v, y + 32, 4);
-    return (differ | (u ^ v)) == 0;
+    return same_pen_bytes(run_pen, pen, &kPenFieldBytes);
 }
 
 } // namespace
