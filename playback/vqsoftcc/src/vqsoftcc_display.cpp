@@ -31,8 +31,7 @@ namespace {
 /* The bytes at `offset` in which two pens differ, among those the mask keeps
  * (all without one). */
 template <typename Word>
-VQSOFTCC_INLINE Word word_difference(const PenStyle *a, const PenStyle *b, const PenStyle *mask,
-                                     int offset)
+Word word_difference(const PenStyle *a, const PenStyle *b, const PenStyle *mask, int offset)
 {
     Word u, v;
     __builtin_memcpy(&u, reinterpret_cast<const uint8_t *>(a) + offset, sizeof u);
@@ -47,7 +46,8 @@ VQSOFTCC_INLINE Word word_difference(const PenStyle *a, const PenStyle *b, const
 }
 
 /* Whether two pens agree in the bytes the mask keeps: four long words and a
- * word, written out, since the compiler does not always unroll a loop. */
+ * word, written out, since the compiler does not always unroll a loop, and
+ * inline, since it does not always inline this into a join. */
 VQSOFTCC_INLINE bool same_pen_bytes(const PenStyle *a, const PenStyle *b, const PenStyle *mask)
 {
     static_assert(sizeof(PenStyle) == 36, "five words cover a pen");
@@ -74,7 +74,7 @@ constexpr PenStyle kPenFieldBytes = {0xFFFFFFFFu, 0xFFFFFFFFu, 0xFF, 0xFFFFFFFFu
 /* Whether a run's pen has the fields of a window's pen.  The window's padding
  * does not decide, and the run's is zero, so this is what comparing the run
  * with one just given that pen (same_run_pen) would answer. */
-VQSOFTCC_INLINE bool run_has_pen(const PenStyle *run_pen, const PenStyle *pen)
+bool run_has_pen(const PenStyle *run_pen, const PenStyle *pen)
 {
     return same_pen_bytes(run_pen, pen, &kPenFieldBytes);
 }
@@ -412,7 +412,7 @@ VQSOFTCC_INLINE TextSegment *allocate_run()
 }
 
 /* The next character goes inside the window; a negative cursor stays. */
-VQSOFTCC_INLINE void clamp_cursor(CaptionWindow *window)
+void clamp_cursor(CaptionWindow *window)
 {
     if ((int)window->row_count <= window->cursor_row)
         window->cursor_row = (int16_t)(window->row_count - 1);
@@ -423,7 +423,7 @@ VQSOFTCC_INLINE void clamp_cursor(CaptionWindow *window)
 /* Whether a character typed at (row, column) left to right, as a run of its
  * own, would join `previous` when closed: the run ends just before it, has
  * room, and carries what the closed run would carry. */
-VQSOFTCC_INLINE bool continues_run(const TextSegment *previous, const TextSegment *fresh,
+bool continues_run(const TextSegment *previous, const TextSegment *fresh,
                                    const CaptionWindow *window, int row, int column)
 {
     return previous->no_merge == 0 && fresh->no_merge == 0 &&
@@ -561,6 +561,7 @@ bool vqsoftcc_internal_type_onto_previous_run(CaptionWindow *window, uint16_t ch
         has_vertical_lines(window->style.scroll_direction))
         return false;
     clamp_cursor(window);
+    /* A run keeps its place in 8 bits; a cursor beyond them takes the long way. */
     int row = (int8_t)(uint8_t)window->cursor_row;
     int column = (int8_t)(uint8_t)window->cursor_column;
     if (column != window->cursor_column)
@@ -571,6 +572,7 @@ bool vqsoftcc_internal_type_onto_previous_run(CaptionWindow *window, uint16_t ch
         !continues_run(previous, fresh, window, row, column))
         return false;
 
+    /* What typing, closing and the join with `previous` would leave. */
     ++window->cursor_column;
     previous->chars[previous->length] = ch;
     previous->text = previous->chars;

@@ -880,7 +880,7 @@ void dispatch_code(SoftCCContext *context)
 
 /* Collects one byte of the selected service into the code being assembled;
  * a complete code goes on at once. */
-VQSOFTCC_INLINE void collect_code_byte(SoftCCContext *context, uint8_t byte)
+void collect_code_byte(SoftCCContext *context, uint8_t byte)
 {
     Eia708State &state = state_of(context);
     if (state.code_bytes_missing == 0) {
