@@ -144,15 +144,10 @@ void cancel_delay(SoftCCContext *context)
         (void)end_delay(context);
 }
 
-/* The input side and the delay replay interpret each code where they find
- * it, so its classification inlines there. */
-VQSOFTCC_INLINE SoftCCStatus interpret_code(SoftCCContext *context, const uint8_t *code,
-                                            uint32_t length);
-
 VQSOFTCC_INLINE void interpret_and_report(SoftCCContext *context, const uint8_t *code,
                                           uint32_t length, uint32_t line)
 {
-    SoftCCStatus status = interpret_code(context, code, length);
+    SoftCCStatus status = interpret_code_eia708(context, code, length);
     if (status != SOFTCC_OK)
         report(status, line, kCodeFailedMessage);
 }
@@ -312,6 +307,19 @@ SoftCCStatus flush_current_segment_eia708(SoftCCContext *context)
     return window == nullptr ? SOFTCC_OK : flush_window(context, window);
 }
 
+/* A character that does not go straight onto the run before it: typed into
+ * the window's open run, which a left-justified window shows at once.  Out
+ * of line: the input loop takes the short way far more often. */
+VQSOFTCC_NOINLINE SoftCCStatus type_into_open_run(SoftCCContext *context, CaptionWindow *window,
+                                                  uint16_t code_point)
+{
+    if (vqsoftcc_internal_add_char_to_current_segment(window, code_point) != SOFTCC_OK)
+        return SOFTCC_OK;
+    if (window->style.justify == 0)
+        (void)flush_window(context, window);
+    return SOFTCC_OK;
+}
+
 /* A left-justified window shows every character at once; the others wait
  * for the next control code, since their line is laid out only when whole.
  * Character failures never reach the caller.  Inline: characters are most
@@ -321,17 +329,12 @@ VQSOFTCC_INLINE SoftCCStatus add_character(SoftCCContext *context, uint16_t code
     CaptionWindow *window = vqsoftcc_internal_current_window(context);
     if (window == nullptr)
         return SOFTCC_OK;
-    if (window->style.justify == 0 &&
-        vqsoftcc_internal_type_onto_previous_run(window, code_point)) {
-        /* Closing failed when it found no memory for the next run. */
-        if (window->current_segment != nullptr && vqsoftcc_internal_is_visible(window))
-            (void)refresh_one_window(context, window, kFlushRefreshLine);
-        return SOFTCC_OK;
-    }
-    if (vqsoftcc_internal_add_char_to_current_segment(window, code_point) != SOFTCC_OK)
-        return SOFTCC_OK;
-    if (window->style.justify == 0)
-        (void)flush_window(context, window);
+    if (window->style.justify != 0 ||
+        !vqsoftcc_internal_type_onto_previous_run(window, code_point))
+        return type_into_open_run(context, window, code_point);
+    /* Closing failed when it found no memory for the next run. */
+    if (window->current_segment != nullptr && vqsoftcc_internal_is_visible(window))
+        (void)refresh_one_window(context, window, kFlushRefreshLine);
     return SOFTCC_OK;
 }
 
@@ -846,6 +849,16 @@ uint32_t code_length_so_far(const Eia708State &state)
     return state.code_length < 3 ? 3 : 3 + (state.code_buffer[2] & 0x3Fu);
 }
 
+/* Codes straight from the input, characters most of them, take the
+ * interpreter's inline way. */
+VQSOFTCC_INLINE void interpret_input_code(SoftCCContext *context, const uint8_t *code,
+                                          uint32_t length)
+{
+    SoftCCStatus status = interpret_code(context, code, length);
+    if (status != SOFTCC_OK)
+        report(status, kCodeFailedLine, kCodeFailedMessage);
+}
+
 /* Hands a complete code on: straight to the interpreter, or while a delay is
  * in force into the delay buffer.  DelayCancel and Reset act at once during a
  * delay, and a code that no longer fits ends the delay early. */
@@ -855,7 +868,7 @@ void dispatch_code(SoftCCContext *context)
     const uint8_t *code = state.code_buffer;
     uint32_t length = state.code_length;
     if (!state.delay_active) {
-        interpret_and_report(context, code, length, kCodeFailedLine);
+        interpret_input_code(context, code, length);
         return;
     }
     if (code[0] == kDelayCancel) {

@@ -100,8 +100,13 @@ static_assert(offsetof(SoftCCContext, current_window) == 1340, "context layout")
  * path needs no registers saved. */
 #define VQSOFTCC_RARE __attribute__((noinline, cold))
 #define VQSOFTCC_NOINLINE __attribute__((noinline))
-/* A small step of a hot path, kept inline wherever it is used. */
+/* A small step of a hot path, kept inline wherever it is used; a build for
+ * size (-Os) leaves that to the compiler. */
+#ifdef __OPTIMIZE_SIZE__
+#define VQSOFTCC_INLINE inline
+#else
 #define VQSOFTCC_INLINE inline __attribute__((always_inline))
+#endif
 
 /* Every report the decoders make: level 0, a fixed line and message. */
 static inline void vqsoftcc_internal_report(const char *path, SoftCCStatus status, uint32_t line,
