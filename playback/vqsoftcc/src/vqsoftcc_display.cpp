@@ -28,26 +28,55 @@ int vqsoftcc_internal_pen_style_cmp(const PenStyle *a, const PenStyle *b)
 
 namespace {
 
+/* The bytes at `offset` in which two pens differ, among those the mask keeps
+ * (all without one). */
+template <typename Word>
+Word word_difference(const PenStyle *a, const PenStyle *b, const PenStyle *mask, int offset)
+{
+    Word u, v;
+    __builtin_memcpy(&u, reinterpret_cast<const uint8_t *>(a) + offset, sizeof u);
+    __builtin_memcpy(&v, reinterpret_cast<const uint8_t *>(b) + offset, sizeof v);
+    Word difference = u ^ v;
+    if (mask != nullptr) {
+        Word m;
+        __builtin_memcpy(&m, reinterpret_cast<const uint8_t *>(mask) + offset, sizeof m);
+        difference &= m;
+    }
+    return difference;
+}
+
+/* Whether two pens agree in the bytes the mask keeps: four long words and a
+ * word, written out, since the compiler does not always unroll a loop, and
+ * inline, since it does not always inline this into a join. */
+VQSOFTCC_INLINE bool same_pen_bytes(const PenStyle *a, const PenStyle *b, const PenStyle *mask)
+{
+    static_assert(sizeof(PenStyle) == 36, "five words cover a pen");
+    uint64_t differ = word_difference<uint64_t>(a, b, mask, 0) |
+                      word_difference<uint64_t>(a, b, mask, 8) |
+                      word_difference<uint64_t>(a, b, mask, 16) |
+                      word_difference<uint64_t>(a, b, mask, 24);
+    return (differ | word_difference<uint32_t>(a, b, mask, 32)) == 0;
+}
+
 /* The pens of two runs, compared as bytes.  A run's pen has zero padding: the
  * run is zero-filled when allocated and its pen is written field by field
  * (vqsoftcc_internal_apply_pen_style) or copied whole from another run, so
  * equal fields mean equal bytes. */
 VQSOFTCC_INLINE bool same_run_pen(const PenStyle *a, const PenStyle *b)
 {
-    static_assert(sizeof(PenStyle) == 36, "five words cover a pen");
-    const uint8_t *x = reinterpret_cast<const uint8_t *>(a);
-    const uint8_t *y = reinterpret_cast<const uint8_t *>(b);
-    uint64_t differ = 0;
-    for (int offset = 0; offset < 32; offset += 8) {
-        uint64_t u, v;
-        __builtin_memcpy(&u, x + offset, 8);
-        __builtin_memcpy(&v, y + offset, 8);
-        differ |= u ^ v;
-    }
-    uint32_t u, v;
-    __builtin_memcpy(&u, x + 32, 4);
-    __builtin_memcpy(&v, y + 32, 4);
-    return (differ | (u ^ v)) == 0;
+    return same_pen_bytes(a, b, nullptr);
+}
+
+/* Every byte of a pen that holds a field; its padding bytes are zero. */
+constexpr PenStyle kPenFieldBytes = {0xFFFFFFFFu, 0xFFFFFFFFu, 0xFF, 0xFFFFFFFFu, 0xFF,
+                                     0xFFFFFFFFu, 0xFFFFFFFFu, 0xFF, 0xFF, 0xFFFFFFFFu};
+
+/* Whether a run's pen has the fields of a window's pen.  The window's padding
+ * does not decide, and the run's is zero, so this is what comparing the run
+ * with one just given that pen (same_run_pen) would answer. */
+bool run_has_pen(const PenStyle *run_pen, const PenStyle *pen)
+{
+    return same_pen_bytes(run_pen, pen, &kPenFieldBytes);
 }
 
 } // namespace
@@ -320,14 +349,14 @@ VQSOFTCC_NOINLINE SoftCCStatus insert_over_runs(CaptionWindow *window, TextSegme
     return SOFTCC_OK;
 }
 
+/* Where a run starting at `start` on `line` goes: after the runs on earlier
+ * lines and those ending at or before its start (the last of them becomes
+ * `previous`), before the first run it returns. */
 template <bool kVertical>
-VQSOFTCC_INLINE SoftCCStatus insert_along(CaptionWindow *window, TextSegment *s, bool right)
+VQSOFTCC_INLINE TextSegment *find_place(const CaptionWindow *window, int line, int start,
+                                        TextSegment *&previous)
 {
-    int line = run_line<kVertical>(s);
-    int start = run_position<kVertical>(s);
-
-    /* Skip the runs before s: on earlier lines, or ending at or before its start. */
-    TextSegment *previous = nullptr;
+    previous = nullptr;
     TextSegment *e = window->segments;
     while (e != nullptr) {
         int e_line = run_line<kVertical>(e);
@@ -341,9 +370,24 @@ VQSOFTCC_INLINE SoftCCStatus insert_along(CaptionWindow *window, TextSegment *s,
         previous = e;
         e = e->next;
     }
-    bool untouched = e == nullptr || run_line<kVertical>(e) > line ||
-                     start + s->length <= run_position<kVertical>(e);
-    if (!untouched)
+    return e;
+}
+
+/* Whether a run [start, end) on `line` leaves the run e, found by find_place, alone. */
+template <bool kVertical>
+VQSOFTCC_INLINE bool clear_of(const TextSegment *e, int line, int end)
+{
+    return e == nullptr || run_line<kVertical>(e) > line || end <= run_position<kVertical>(e);
+}
+
+template <bool kVertical>
+VQSOFTCC_INLINE SoftCCStatus insert_along(CaptionWindow *window, TextSegment *s, bool right)
+{
+    int line = run_line<kVertical>(s);
+    int start = run_position<kVertical>(s);
+    TextSegment *previous;
+    TextSegment *e = find_place<kVertical>(window, line, start, previous);
+    if (!clear_of<kVertical>(e, line, start + s->length))
         return insert_over_runs<kVertical>(window, s, previous, e, right);
     link_after(window, previous, s, e);
     join_neighbours<kVertical>(previous, s, e, right);
@@ -356,6 +400,36 @@ VQSOFTCC_INLINE SoftCCStatus insert_run(CaptionWindow *window, TextSegment *s)
     if (has_vertical_lines(window->style.scroll_direction))
         return insert_along<true>(window, s, right);
     return insert_along<false>(window, s, right);
+}
+
+/* A zero-filled run.  Inline: closing a run allocates the next one. */
+VQSOFTCC_INLINE TextSegment *allocate_run()
+{
+    TextSegment *segment = (TextSegment *)VQMalloc(sizeof(TextSegment));
+    if (segment != nullptr)
+        VQMemset(segment, 0, sizeof(TextSegment));
+    return segment;
+}
+
+/* The next character goes inside the window; a negative cursor stays. */
+void clamp_cursor(CaptionWindow *window)
+{
+    if ((int)window->row_count <= window->cursor_row)
+        window->cursor_row = (int16_t)(window->row_count - 1);
+    if ((int)window->column_count <= window->cursor_column)
+        window->cursor_column = (int16_t)(window->column_count - 1);
+}
+
+/* Whether a character typed at (row, column) left to right, as a run of its
+ * own, would join `previous` when closed: the run ends just before it, has
+ * room, and carries what the closed run would carry. */
+bool continues_run(const TextSegment *previous, const TextSegment *fresh,
+                                   const CaptionWindow *window, int row, int column)
+{
+    return previous->no_merge == 0 && fresh->no_merge == 0 &&
+           previous->caption_mode == fresh->caption_mode && previous->row == row &&
+           previous->column + previous->length == column &&
+           previous->length < SOFTCC_SEGMENT_CHARS && run_has_pen(&previous->pen, &window->pen);
 }
 
 /* A character at index i of a run that grows to the right; outside the
@@ -385,10 +459,7 @@ VQSOFTCC_RARE SoftCCStatus add_char_to_new_segment(CaptionWindow *window, uint16
 
 TextSegment *vqsoftcc_internal_new_segment(void)
 {
-    TextSegment *segment = (TextSegment *)VQMalloc(sizeof(TextSegment));
-    if (segment != nullptr)
-        VQMemset(segment, 0, sizeof(TextSegment));
-    return segment;
+    return allocate_run();
 }
 
 SoftCCStatus vqsoftcc_internal_add_char_to_current_segment(CaptionWindow *window, uint16_t ch)
@@ -396,10 +467,7 @@ SoftCCStatus vqsoftcc_internal_add_char_to_current_segment(CaptionWindow *window
     TextSegment *s = window->current_segment;
     if (s == nullptr)
         return add_char_to_new_segment(window, ch);
-    if ((int)window->row_count <= window->cursor_row)
-        window->cursor_row = (int16_t)(window->row_count - 1);
-    if ((int)window->column_count <= window->cursor_column)
-        window->cursor_column = (int16_t)(window->column_count - 1);
+    clamp_cursor(window);
     if (s->in_use == 0) {
         s->in_use = 1;
         s->row = (int8_t)(uint8_t)window->cursor_row;
@@ -470,8 +538,51 @@ SoftCCStatus vqsoftcc_internal_terminate_current_segment(SoftCCContext *context)
     if (status != SOFTCC_OK)
         return status;
     vqsoftcc_internal_debug_char_buffer(window);
-    window->current_segment = vqsoftcc_internal_new_segment();
+    window->current_segment = allocate_run();
     return window->current_segment != nullptr ? SOFTCC_OK : SOFTCC_ERR_NO_MEMORY;
+}
+
+/*
+ * Typing a character and closing its run at once, in the common case of text
+ * shown as it is typed left to right: the window's fresh current segment
+ * would take the character at the cursor and, when closed, join the run that
+ * ends just before it.  The character goes straight onto that run instead,
+ * and the fresh segment is released and replaced as that join and closing
+ * release and replace it, so VQFree and VQMalloc see the same calls.  The
+ * joined run may then join the run after it, as after closing.
+ * Answers false, with nothing changed but the cursor clamped as typing
+ * clamps it, in every other case.  Closing failed when the window is left
+ * without a current segment.
+ */
+bool vqsoftcc_internal_type_onto_previous_run(CaptionWindow *window, uint16_t ch)
+{
+    TextSegment *fresh = window->current_segment;
+    if (fresh == nullptr || fresh->in_use != 0 || window->style.print_direction != 0 ||
+        has_vertical_lines(window->style.scroll_direction))
+        return false;
+    clamp_cursor(window);
+    /* A run keeps its place in 8 bits; a cursor beyond them takes the long way. */
+    int row = (int8_t)(uint8_t)window->cursor_row;
+    int column = (int8_t)(uint8_t)window->cursor_column;
+    if (column != window->cursor_column)
+        return false;
+    TextSegment *previous;
+    TextSegment *next = find_place<false>(window, row, column, previous);
+    if (previous == nullptr || !clear_of<false>(next, row, column + 1) ||
+        !continues_run(previous, fresh, window, row, column))
+        return false;
+
+    /* What typing, closing and the join with `previous` would leave. */
+    ++window->cursor_column;
+    previous->chars[previous->length] = ch;
+    previous->text = previous->chars;
+    ++previous->length;
+    VQFree(fresh);
+    if (next != nullptr && can_join<false>(previous, next))
+        join(previous, next, false);
+    vqsoftcc_internal_debug_char_buffer(window);
+    window->current_segment = allocate_run();
+    return true;
 }
 
 SoftCCStatus vqsoftcc_internal_insert_segment(CaptionWindow *window, TextSegment *s)

@@ -431,8 +431,16 @@ SoftCCStatus tag_and_close(SoftCCContext *context, CaptionWindow *window)
     return vqsoftcc_internal_terminate_current_segment(context);
 }
 
+/* Most characters continue the run before them and go straight onto it;
+ * the fresh run is tagged first, since the tag decides whether they join. */
 SoftCCStatus emit_character(SoftCCContext *context, CaptionWindow *window, uint16_t ch)
 {
+    if (window->current_segment != nullptr) {
+        window->current_segment->caption_mode =
+            static_cast<uint16_t>(state_of(context).segment_mode);
+        if (vqsoftcc_internal_type_onto_previous_run(window, ch))
+            return window->current_segment != nullptr ? SOFTCC_OK : SOFTCC_ERR_NO_MEMORY;
+    }
     SoftCCStatus status = vqsoftcc_internal_add_char_to_current_segment(window, ch);
     if (status != SOFTCC_OK)
         return status;

@@ -307,19 +307,34 @@ SoftCCStatus flush_current_segment_eia708(SoftCCContext *context)
     return window == nullptr ? SOFTCC_OK : flush_window(context, window);
 }
 
-/* A left-justified window shows every character at once; the others wait
- * for the next control code, since their line is laid out only when whole.
- * Character failures never reach the caller.  Out of line: characters are
- * most codes, and the interpreter's other paths need many registers. */
-VQSOFTCC_NOINLINE SoftCCStatus add_character(SoftCCContext *context, uint16_t code_point)
+/* A character that does not go straight onto the run before it: typed into
+ * the window's open run, which a left-justified window shows at once.  Out
+ * of line: the input loop takes the short way far more often. */
+VQSOFTCC_NOINLINE SoftCCStatus type_into_open_run(SoftCCContext *context, CaptionWindow *window,
+                                                  uint16_t code_point)
 {
-    CaptionWindow *window = vqsoftcc_internal_current_window(context);
-    if (window == nullptr)
-        return SOFTCC_OK;
     if (vqsoftcc_internal_add_char_to_current_segment(window, code_point) != SOFTCC_OK)
         return SOFTCC_OK;
     if (window->style.justify == 0)
         (void)flush_window(context, window);
+    return SOFTCC_OK;
+}
+
+/* A left-justified window shows every character at once; the others wait
+ * for the next control code, since their line is laid out only when whole.
+ * Character failures never reach the caller.  Inline: characters are most
+ * codes, and the input loop that finds them has the context at hand. */
+VQSOFTCC_INLINE SoftCCStatus add_character(SoftCCContext *context, uint16_t code_point)
+{
+    CaptionWindow *window = vqsoftcc_internal_current_window(context);
+    if (window == nullptr)
+        return SOFTCC_OK;
+    if (window->style.justify != 0 ||
+        !vqsoftcc_internal_type_onto_previous_run(window, code_point))
+        return type_into_open_run(context, window, code_point);
+    /* Closing failed when it found no memory for the next run. */
+    if (window->current_segment != nullptr && vqsoftcc_internal_is_visible(window))
+        (void)refresh_one_window(context, window, kFlushRefreshLine);
     return SOFTCC_OK;
 }
 
@@ -730,14 +745,21 @@ VQSOFTCC_NOINLINE SoftCCStatus interpret_other_code(SoftCCContext *context, cons
     return SOFTCC_OK;
 }
 
-} // namespace
-
-SoftCCStatus interpret_code_eia708(SoftCCContext *context, const uint8_t *code, uint32_t length)
+/* G0 and G1 characters, most codes, go straight to typing. */
+VQSOFTCC_INLINE SoftCCStatus interpret_code(SoftCCContext *context, const uint8_t *code,
+                                            uint32_t length)
 {
     uint8_t first = code[0];
     if (length == 1 && is_graphic(first))
         return add_character(context, g0_g1_code_point(first));
     return interpret_other_code(context, code, length);
+}
+
+} // namespace
+
+SoftCCStatus interpret_code_eia708(SoftCCContext *context, const uint8_t *code, uint32_t length)
+{
+    return interpret_code(context, code, length);
 }
 
 /* CR: the cursor goes to the start of the next line; on the last line the
@@ -827,6 +849,16 @@ uint32_t code_length_so_far(const Eia708State &state)
     return state.code_length < 3 ? 3 : 3 + (state.code_buffer[2] & 0x3Fu);
 }
 
+/* Codes straight from the input, characters most of them, take the
+ * interpreter's inline way. */
+VQSOFTCC_INLINE void interpret_input_code(SoftCCContext *context, const uint8_t *code,
+                                          uint32_t length)
+{
+    SoftCCStatus status = interpret_code(context, code, length);
+    if (status != SOFTCC_OK)
+        report(status, kCodeFailedLine, kCodeFailedMessage);
+}
+
 /* Hands a complete code on: straight to the interpreter, or while a delay is
  * in force into the delay buffer.  DelayCancel and Reset act at once during a
  * delay, and a code that no longer fits ends the delay early. */
@@ -836,7 +868,7 @@ void dispatch_code(SoftCCContext *context)
     const uint8_t *code = state.code_buffer;
     uint32_t length = state.code_length;
     if (!state.delay_active) {
-        interpret_and_report(context, code, length, kCodeFailedLine);
+        interpret_input_code(context, code, length);
         return;
     }
     if (code[0] == kDelayCancel) {
@@ -859,7 +891,8 @@ void dispatch_code(SoftCCContext *context)
     interpret_and_report(context, code, length, kOverflowCodeFailedLine);
 }
 
-/* Collects one byte of the selected service into the code being assembled. */
+/* Collects one byte of the selected service into the code being assembled;
+ * a complete code goes on at once. */
 void collect_code_byte(SoftCCContext *context, uint8_t byte)
 {
     Eia708State &state = state_of(context);
@@ -929,48 +962,39 @@ void read_extended_header(Eia708State &state, uint8_t byte)
     state.extended_header_pending = 0;
 }
 
+/* A byte inside a packet that carries no service data: an extended service
+ * byte or a block header. */
+void read_header_in_packet(Eia708State &state, uint8_t byte)
+{
+    if (state.extended_header_pending)
+        read_extended_header(state, byte);
+    else
+        read_block_header(state, byte);
+    --state.packet_bytes_remaining;
+}
+
 bool is_selected(const SoftCCContext *context, uint32_t service)
 {
     return service >= 1 && service <= 63 && service == context->service;
 }
 
-/* Data bytes from here on that no code is assembled from (padding, or the
- * rest of another service's block), as far as the packet reaches. */
-uint32_t unread_bytes_ahead(const SoftCCContext *context)
+/* How many of the `available` bytes are data of the current block: the block
+ * and the packet may end sooner. */
+uint32_t data_bytes_ahead(const Eia708State &state, uint32_t available)
 {
-    const Eia708State &state = context->format_state.eia708;
-    if (state.packet_bytes_remaining == 0 || state.extended_header_pending ||
-        state.block_bytes_remaining == 0 || is_selected(context, state.block_service_number))
-        return 0;
-    return state.block_bytes_remaining < state.packet_bytes_remaining
-               ? state.block_bytes_remaining
-               : state.packet_bytes_remaining;
-}
-
-/* Data bytes that arrive here belong to the selected service: the decode
- * loop jumps over all others. */
-void read_byte(SoftCCContext *context, uint8_t byte)
-{
-    Eia708State &state = state_of(context);
-    if (state.packet_bytes_remaining == 0) {
-        read_packet_header(context, byte);
-        return;
-    }
-    if (state.extended_header_pending) {
-        read_extended_header(state, byte);
-    } else if (state.block_bytes_remaining == 0) {
-        read_block_header(state, byte);
-    } else {
-        collect_code_byte(context, byte);
-        --state.block_bytes_remaining;
-    }
-    --state.packet_bytes_remaining;
+    uint32_t count = state.block_bytes_remaining;
+    if (count > state.packet_bytes_remaining)
+        count = state.packet_bytes_remaining;
+    return count < available ? count : available;
 }
 
 } // namespace
 
-/* Reads a byte at a time and jumps over the bytes that no decoder reads;
- * every count carries over to the next call. */
+/* Reads headers a byte at a time and a block's data as one stretch: the
+ * selected service's bytes go to code assembly, all others are jumped over.
+ * The stretch is counted off before its codes run, since nothing the
+ * interpreter does looks at the counts; every count carries over to the next
+ * call. */
 SoftCCStatus vqsoftcc_internal_decode_eia708(SoftCCContext *context, const uint8_t *data,
                                              uint32_t length)
 {
@@ -982,17 +1006,24 @@ SoftCCStatus vqsoftcc_internal_decode_eia708(SoftCCContext *context, const uint8
         return SOFTCC_ERR_NULL_POINTER;
 
     Eia708State &state = state_of(context);
-    for (uint32_t index = 0; index < length;) {
-        uint32_t skip = unread_bytes_ahead(context);
-        if (skip == 0) {
-            read_byte(context, data[index++]);
+    const uint8_t *end = data + length;
+    while (data < end) {
+        if (state.packet_bytes_remaining == 0) {
+            read_packet_header(context, *data++);
             continue;
         }
-        if (skip > length - index)
-            skip = length - index;
-        state.block_bytes_remaining -= skip;
-        state.packet_bytes_remaining -= skip;
-        index += skip;
+        if (state.extended_header_pending || state.block_bytes_remaining == 0) {
+            read_header_in_packet(state, *data++);
+            continue;
+        }
+        uint32_t count = data_bytes_ahead(state, static_cast<uint32_t>(end - data));
+        state.block_bytes_remaining -= count;
+        state.packet_bytes_remaining -= count;
+        if (is_selected(context, state.block_service_number)) {
+            for (uint32_t i = 0; i < count; ++i)
+                collect_code_byte(context, data[i]);
+        }
+        data += count;
     }
     return SOFTCC_OK;
 }

@@ -100,8 +100,13 @@ static_assert(offsetof(SoftCCContext, current_window) == 1340, "context layout")
  * path needs no registers saved. */
 #define VQSOFTCC_RARE __attribute__((noinline, cold))
 #define VQSOFTCC_NOINLINE __attribute__((noinline))
-/* A small step of a hot path, kept inline wherever it is used. */
+/* A small step of a hot path, kept inline wherever it is used; a build for
+ * size (-Os) leaves that to the compiler. */
+#ifdef __OPTIMIZE_SIZE__
+#define VQSOFTCC_INLINE inline
+#else
 #define VQSOFTCC_INLINE inline __attribute__((always_inline))
+#endif
 
 /* Every report the decoders make: level 0, a fixed line and message. */
 static inline void vqsoftcc_internal_report(const char *path, SoftCCStatus status, uint32_t line,
@@ -136,6 +141,7 @@ TextSegment *vqsoftcc_internal_new_segment(void);
 SoftCCStatus vqsoftcc_internal_add_char_to_current_segment(CaptionWindow *window, uint16_t ch);
 SoftCCStatus vqsoftcc_internal_terminate_current_segment(SoftCCContext *context);
 SoftCCStatus vqsoftcc_internal_insert_segment(CaptionWindow *window, TextSegment *segment);
+bool vqsoftcc_internal_type_onto_previous_run(CaptionWindow *window, uint16_t ch);
 TextSegment *vqsoftcc_internal_merge_segments(TextSegment *a, TextSegment *b,
                                               uint32_t print_direction, uint32_t scroll_direction);
 
